@@ -21,3 +21,8 @@ if(WINDLARK_COVERAGE)
     add_compile_options(--coverage -O0 -g)
     add_link_options(--coverage)
 endif()
+
+# The fuzzers need the whole program instrumented for coverage, not just the entry points.
+if(WINDLARK_BUILD_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
