@@ -41,4 +41,7 @@ public:
     [[nodiscard]] virtual std::vector<std::string> preferredLanguages() const = 0;
 };
 
+// The first supported language of the source's list; English when none is supported.
+[[nodiscard]] AppLanguage preferredAppLanguage(const PreferredLanguagesSource& source);
+
 } // namespace windlark

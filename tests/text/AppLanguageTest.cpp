@@ -1,0 +1,76 @@
+#include "text/AppLanguage.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+TEST(AppLanguage, RawValuesAndNativeNamesInPickerOrder) {
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"en", "English"},       {"ko", "한국어"},  {"ja", "日本語"},
+        {"zh-Hans", "简体中文"}, {"es", "Español"},
+    };
+    ASSERT_EQ(allCases<AppLanguage>.size(), expected.size());
+    for (std::size_t index = 0; index < expected.size(); ++index) {
+        const AppLanguage language = allCases<AppLanguage>[index];
+        EXPECT_EQ(rawValue(language), expected[index].first);
+        EXPECT_EQ(nativeName(language), expected[index].second);
+        EXPECT_EQ(fromRawValue<AppLanguage>(expected[index].first), language);
+    }
+}
+
+TEST(AppLanguage, OnlyTheExactRawValuesNameALanguage) {
+    for (const char* raw : {"", "EN", "En", "en-US", "zh-hans", "zh-CN", "zh", "de", " es"}) {
+        EXPECT_FALSE(fromRawValue<AppLanguage>(raw).has_value()) << raw;
+    }
+}
+
+TEST(AppLanguage, PreferredIsTheFirstSupportedSystemLanguage) {
+    struct Case {
+        std::vector<std::string> system;
+        AppLanguage expected;
+    };
+    const std::vector<Case> cases = {
+        {{"de-DE", "ja-JP"}, AppLanguage::japanese}, // unsupported entries are skipped
+        {{"zh-Hant-TW"}, AppLanguage::english},      // Traditional Chinese is not offered
+        {{"zh-Hant-TW", "es-ES"}, AppLanguage::spanish},
+        {{"zh-CN"}, AppLanguage::chineseSimplified},
+        {{"zh-Hans-CN"}, AppLanguage::chineseSimplified},
+        {{"zh-TW", "zh-Hans"}, AppLanguage::chineseSimplified},
+        {{"EN-us"}, AppLanguage::english},         // no match, English only as the default
+        {{"EN-us", "ko-KR"}, AppLanguage::korean}, // so a later entry still decides
+        {{"ko"}, AppLanguage::korean},
+        {{"es-419", "en-US"}, AppLanguage::spanish},
+        {{"en-GB", "ja-JP"}, AppLanguage::english},
+        {{"fr-FR", "de-DE"}, AppLanguage::english},
+        {{}, AppLanguage::english},
+        {{""}, AppLanguage::english},
+    };
+    for (const Case& c : cases) {
+        std::string joined;
+        for (const std::string& tag : c.system) {
+            joined += tag + " ";
+        }
+        EXPECT_EQ(preferredAppLanguage(c.system), c.expected) << joined;
+    }
+}
+
+class ListedLanguages final : public PreferredLanguagesSource {
+public:
+    explicit ListedLanguages(std::vector<std::string> languages)
+        : languages_(std::move(languages)) {}
+    std::vector<std::string> preferredLanguages() const override { return languages_; }
+
+private:
+    std::vector<std::string> languages_;
+};
+
+TEST(AppLanguage, PreferredFromASourceAppliesTheSameRule) {
+    EXPECT_EQ(preferredAppLanguage(ListedLanguages({"de-DE", "ja-JP"})), AppLanguage::japanese);
+    EXPECT_EQ(preferredAppLanguage(ListedLanguages({})), AppLanguage::english);
+}
+
+} // namespace
+} // namespace windlark
