@@ -1,0 +1,85 @@
+#include "platform/linux/LocalePreferredLanguages.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+using Environment = std::map<std::string, std::string>;
+
+LocalePreferredLanguages sourceOver(const Environment& environment) {
+    return LocalePreferredLanguages([environment](const char* name) -> std::optional<std::string> {
+        const auto found = environment.find(name);
+        if (found == environment.end()) {
+            return std::nullopt;
+        }
+        return found->second;
+    });
+}
+
+TEST(LocalePreferredLanguages, LocaleNamesBecomeLanguageTags) {
+    struct Case {
+        const char* localeName;
+        std::optional<std::string> tag;
+    };
+    const std::vector<Case> cases = {
+        {"ko_KR.UTF-8", "ko-KR"},      {"zh_CN.GB18030", "zh-CN"}, {"ja_JP", "ja-JP"},
+        {"de_DE.UTF-8@euro", "de-DE"}, {"sr_RS@latin", "sr-RS"},   {"es", "es"},
+        {"zh_Hans_CN", "zh-Hans-CN"},  {"en_US.utf8", "en-US"},    {"C", std::nullopt},
+        {"C.UTF-8", std::nullopt},     {"POSIX", std::nullopt},    {"", std::nullopt},
+        {".UTF-8", std::nullopt},      {"@euro", std::nullopt},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(LocalePreferredLanguages::languageTag(c.localeName), c.tag) << c.localeName;
+    }
+}
+
+TEST(LocalePreferredLanguages, ListFollowsLanguageThenTheLocaleVariablesInPrecedence) {
+    struct Case {
+        Environment environment;
+        std::vector<std::string> expected;
+    };
+    const std::vector<Case> cases = {
+        {{}, {}},
+        {{{"LANG", "ko_KR.UTF-8"}}, {"ko-KR"}},
+        {{{"LANG", "en_US.UTF-8"}, {"LC_MESSAGES", "ja_JP.UTF-8"}, {"LC_ALL", "es_ES.UTF-8"}},
+         {"es-ES", "ja-JP", "en-US"}},
+        {{{"LANGUAGE", "de_DE:zh_CN::ja"}, {"LANG", "fr_FR.UTF-8"}},
+         {"de-DE", "zh-CN", "ja", "fr-FR"}},
+        // Repeats add nothing, and the portable locale names no language.
+        {{{"LANGUAGE", "ko:ko_KR"}, {"LC_ALL", "C"}, {"LANG", "ko_KR.UTF-8"}}, {"ko", "ko-KR"}},
+        {{{"LANGUAGE", ""}, {"LC_ALL", ""}, {"LANG", "C.UTF-8"}}, {}},
+        {{{"LANGUAGE", ":"}, {"LC_MESSAGES", "POSIX"}}, {}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(sourceOver(c.environment).preferredLanguages(), c.expected);
+    }
+}
+
+TEST(LocalePreferredLanguages, TheSharedLanguageRuleAppliesUnchanged) {
+    struct Case {
+        Environment environment;
+        AppLanguage expected;
+    };
+    const std::vector<Case> cases = {
+        {{{"LANGUAGE", "de_DE:ja_JP"}}, AppLanguage::japanese},
+        {{{"LANG", "zh_TW.UTF-8"}}, AppLanguage::english}, // Traditional Chinese is not offered
+        {{{"LANG", "zh_CN.UTF-8"}}, AppLanguage::chineseSimplified},
+        {{{"LC_ALL", "C.UTF-8"}, {"LANG", "es_MX.UTF-8"}}, AppLanguage::spanish},
+        {{{"LANG", "C"}}, AppLanguage::english},
+        {{}, AppLanguage::english},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(preferredAppLanguage(sourceOver(c.environment)), c.expected);
+    }
+}
+
+TEST(LocalePreferredLanguages, AMissingReaderReadsAsNoPreference) {
+    EXPECT_TRUE(LocalePreferredLanguages(EnvironmentReader()).preferredLanguages().empty());
+}
+
+} // namespace
+} // namespace windlark
