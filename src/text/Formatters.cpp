@@ -44,6 +44,19 @@ std::optional<std::int64_t> roundedHalfAwayFromZero(double value, int decimalShi
         return static_cast<std::int64_t>(scaled);
     }
 
+    const double rounded = std::round(scaled);
+    if (decimalShift == 0) {
+        // Below 2^53 rounding the binary value is exact, and it is what the text would give.
+        return static_cast<std::int64_t>(rounded);
+    }
+    // The scaled binary value is within |scaled| x 1.2e-14 of the scaled decimal text, so
+    // unless it lies about that close to a halfway point both round the same way, and the
+    // cheaper binary rounding serves.
+    const double distanceFromHalf = std::fabs(std::fabs(scaled - std::trunc(scaled)) - 0.5);
+    if (distanceFromHalf > std::fabs(scaled) * 1e-13) {
+        return static_cast<std::int64_t>(rounded);
+    }
+
     // Shortest round-trip text in scientific form: "-2.85e-01", "6.45e+01", "0e+00".
     std::array<char, 32> buffer{};
     const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,

@@ -1,5 +1,6 @@
 #include "text/Formatters.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
@@ -53,6 +54,19 @@ TEST(Formatters, PercentRoundsTheFractionAsWritten) {
     };
     for (const Case& c : cases) {
         EXPECT_EQ(Formatters::percent(c.value), c.expected) << c.value;
+    }
+}
+
+TEST(Formatters, EveryShortDecimalRoundsLikeItsDigits) {
+    // i / 100000 is a fraction with five decimals, that is i / 1000 per cent; i / 10 degrees
+    // has one decimal. Rounding half away from zero on those digits is plain integer work.
+    for (std::int64_t i = -200000; i <= 200000; ++i) {
+        const double fraction = static_cast<double>(i) / 100000.0;
+        const std::int64_t percent = (i >= 0 ? i + 500 : i - 500) / 1000;
+        ASSERT_EQ(Formatters::percent(fraction), std::to_string(percent) + "%") << fraction;
+        const double celsius = static_cast<double>(i) / 10.0;
+        const std::int64_t degrees = (i >= 0 ? i + 5 : i - 5) / 10;
+        ASSERT_EQ(Formatters::temperature(celsius), std::to_string(degrees) + " C") << celsius;
     }
 }
 
