@@ -1,0 +1,305 @@
+#include "shell/AppUpdateChecker.h"
+
+#include "fakes/FakeApplicationBundleInfo.h"
+#include "fakes/FakeHttpLoader.h"
+#include "fakes/ManualMainLoop.h"
+#include "shell/AppVersion.h"
+#include "shell/HttpsAddress.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+using Status = AppUpdateCheckResult::Status;
+
+constexpr const char* kValid = "https://updates.example.com/windlark.json";
+
+TEST(AppUpdateChecker, AddressComesFromEnvironmentFirstEvenWhenUnusable) {
+    struct Case {
+        std::optional<std::string> environment;
+        std::optional<std::string> bundle;
+        std::optional<std::string> expected;
+    };
+    const std::vector<Case> cases = {
+        {std::nullopt, std::nullopt, std::nullopt},
+        {std::nullopt, kValid, kValid},
+        {kValid, "https://other.example.com/u.json", kValid},
+        {"  https://a.example.com/u.json\n", std::nullopt, "https://a.example.com/u.json"},
+        {std::nullopt, "\t https://b.example.com/u.json \r\n", "https://b.example.com/u.json"},
+        // A set variable is final, whatever it holds.
+        {"", kValid, std::nullopt},
+        {"   ", kValid, std::nullopt},
+        {"http://updates.example.com/windlark.json", kValid, std::nullopt},
+        {std::nullopt, "http://updates.example.com/windlark.json", std::nullopt},
+        {std::nullopt,
+         "\xC2\xA0"
+         "https://c.example.com/\xE3\x80\x80",
+         "https://c.example.com/"},
+    };
+    for (const Case& item : cases) {
+        ProcessEnvironment environment{{"HOME", "/Users/someone"}};
+        if (item.environment) {
+            environment.emplace(std::string(AppUpdateChecker::kEnvironmentKey), *item.environment);
+        }
+        FakeApplicationBundleInfo bundle;
+        if (item.bundle) {
+            bundle.entries_.emplace(std::string(AppUpdateChecker::kBundleKey), *item.bundle);
+        }
+        EXPECT_EQ(AppUpdateChecker::updateURL(bundle, environment), item.expected)
+            << item.environment.value_or("<unset>") << " / " << item.bundle.value_or("<unset>");
+    }
+}
+
+TEST(AppUpdateChecker, HttpsRuleAcceptsOnlySecureAddressesWithAHost) {
+    const std::vector<std::pair<std::string, bool>> cases = {
+        {"https://example.com", true},
+        {"HTTPS://Example.COM/Path?q=1#top", true},
+        {"hTtPs://example.com:8443/x", true},
+        {"https://user:pw@example.com/x", true},
+        {"https://[::1]:443/x", true},
+        {"https://127.0.0.1:1/a%20b", true},
+        {"http://example.com", false},
+        {"file:///Applications/Windlark%20Mac.app", false},
+        {"/usr/local/update.json", false},
+        {"example.com/update.json", false},
+        {"https://", false},
+        {"https:///path", false},
+        {"https:example.com", false},
+        {"https://user@:443/x", false},
+        {"https://example.com:80x/", false},
+        {"https://exa mple.com/", false},
+        {"https://example.com/a b", false},
+        {"https://example.com/%zz", false},
+        {"https://example.com/#a#b", false},
+        {"https://[::1/", false},
+        {"", false},
+        {"ftps://example.com", false},
+        {"httpss://example.com", false},
+        {"1https://example.com", false},
+    };
+    for (const auto& [text, isAccepted] : cases) {
+        const auto accepted = acceptedHttpsAddress(text);
+        EXPECT_EQ(accepted.has_value(), isAccepted) << text;
+        if (accepted) {
+            EXPECT_EQ(*accepted, text);
+        }
+    }
+}
+
+TEST(AppUpdateChecker, CurrentVersionPrefersShortVersionThenBuildThenDevelopment) {
+    using Entries = std::map<std::string, std::string, std::less<>>;
+    EXPECT_EQ(AppUpdateChecker::currentVersion(FakeApplicationBundleInfo(
+                  Entries{{"CFBundleShortVersionString", "1.4"}, {"CFBundleVersion", "77"}})),
+              "1.4");
+    EXPECT_EQ(AppUpdateChecker::currentVersion(FakeApplicationBundleInfo(
+                  Entries{{"CFBundleShortVersionString", ""}, {"CFBundleVersion", "77"}})),
+              "77");
+    EXPECT_EQ(AppUpdateChecker::currentVersion(
+                  FakeApplicationBundleInfo(Entries{{"CFBundleVersion", ""}})),
+              "development");
+    // The running version is kept as written; only published versions are cleaned.
+    EXPECT_EQ(AppUpdateChecker::currentVersion(
+                  FakeApplicationBundleInfo(Entries{{"CFBundleShortVersionString", " v2.0 "}})),
+              " v2.0 ");
+}
+
+TEST(AppVersion, CleansAndComparesByNumericComponents) {
+    EXPECT_EQ(AppVersion::cleaned("  v1.2\n"), "1.2");
+    EXPECT_EQ(AppVersion::cleaned("1.2V"), "1.2");
+    EXPECT_EQ(AppVersion::cleaned("vVv1.2vv"), "1.2");
+    EXPECT_EQ(AppVersion::cleaned("vvv"), "");
+    EXPECT_EQ(AppVersion::cleaned(" v 1.2"), " 1.2");
+
+    using std::strong_ordering;
+    struct Case {
+        const char* left;
+        const char* right;
+        strong_ordering expected;
+    };
+    const std::vector<Case> cases = {
+        {"1.2", "1.2.0", strong_ordering::equal},
+        {"1.10", "1.9", strong_ordering::greater},
+        {"2.0-beta3", "2.0", strong_ordering::greater},
+        {"development", "0", strong_ordering::equal},
+        {"development", "0.0.1", strong_ordering::less},
+        {"v1.4.0", "1.4", strong_ordering::equal},
+        {"1.01", "1.1", strong_ordering::equal},
+        {"", "0.0", strong_ordering::equal},
+        // A component too large for 64 bits is dropped, not wrapped or saturated.
+        {"1.99999999999999999999.2", "1.2", strong_ordering::equal},
+        {"9223372036854775807", "9223372036854775806", strong_ordering::greater},
+        {"1.2.3.4.5.6.7.8.9.10", "1.2.3.4.5.6.7.8.9.9", strong_ordering::greater},
+        {"1..2", "1.2", strong_ordering::equal},
+    };
+    for (const Case& item : cases) {
+        EXPECT_EQ(AppVersion::compare(item.left, item.right), item.expected)
+            << item.left << " vs " << item.right;
+        EXPECT_EQ(AppVersion::compare(item.right, item.left), 0 <=> item.expected)
+            << item.right << " vs " << item.left;
+    }
+}
+
+struct DocumentCase {
+    std::string document;
+    Status status;
+    std::optional<std::string> latest;
+    std::optional<std::string> release;
+    std::optional<std::string> detail; // "*" stands for the parser's own description
+};
+
+TEST(AppUpdateChecker, EveryDocumentShapeEndsInAResult) {
+    const std::string notObject = "The update response was not a JSON object.";
+    const std::string noVersion = "The update response did not include a version.";
+    const std::vector<DocumentCase> cases = {
+        {R"({"version":"1.2.1"})", Status::updateAvailable, "1.2.1", std::nullopt, std::nullopt},
+        {R"({"version":"1.2.0"})", Status::upToDate, "1.2.0", std::nullopt, std::nullopt},
+        {R"({"version":"1.1.9"})", Status::upToDate, "1.1.9", std::nullopt, std::nullopt},
+        {R"({"version":" v1.3 ","latestVersion":"9"})", Status::updateAvailable, "1.3",
+         std::nullopt, std::nullopt},
+        {R"({"version":3,"latestVersion":"1.2"})", Status::upToDate, "1.2", std::nullopt,
+         std::nullopt},
+        {R"({"version":null,"latestVersion":[1],"tag_name":"v1.4.0","html_url":"http://x.example/r"})",
+         Status::updateAvailable, "1.4.0", std::nullopt, std::nullopt},
+        {R"({"tag_name":"v2","html_url":5,"release_url":"https://x.example/r","url":"https://y.example/"})",
+         Status::updateAvailable, "2", "https://x.example/r", std::nullopt},
+        // The first release page given decides; an unacceptable one is not replaced.
+        {R"({"tag_name":"2","html_url":"ftp://x.example/r","url":"https://y.example/"})",
+         Status::updateAvailable, "2", std::nullopt, std::nullopt},
+        {R"({"version":"","url":"https://y.example/"})", Status::upToDate, "", "https://y.example/",
+         std::nullopt},
+        {R"({"version":"99999999999999999999999"})", Status::upToDate, "99999999999999999999999",
+         std::nullopt, std::nullopt},
+        {"{}", Status::failed, std::nullopt, std::nullopt, noVersion},
+        {R"({"version":1.3,"latestVersion":true,"tag_name":{}})", Status::failed, std::nullopt,
+         std::nullopt, noVersion},
+        {R"([{"version":"9.9"}])", Status::failed, std::nullopt, std::nullopt, notObject},
+        {"[]", Status::failed, std::nullopt, std::nullopt, notObject},
+        {R"("1.3")", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"42", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"null", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"{\"version\":\"1.\xFF\"}", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"{\"version\":\"1.3\"", Status::failed, std::nullopt, std::nullopt, "*"},
+        {"<html>502 Bad Gateway</html>", Status::failed, std::nullopt, std::nullopt, "*"},
+        {std::string("{\"version\":\"1.3\"}\0 ", 19), Status::failed, std::nullopt, std::nullopt,
+         "*"},
+    };
+    for (const DocumentCase& item : cases) {
+        const AppUpdateCheckResult result =
+            AppUpdateChecker::resultForDocument("1.2", item.document);
+        SCOPED_TRACE(item.document);
+        EXPECT_EQ(result.status, item.status);
+        EXPECT_EQ(result.localVersion, "1.2");
+        EXPECT_EQ(result.latestVersion, item.latest);
+        EXPECT_EQ(result.releaseURL, item.release);
+        if (item.detail == "*") {
+            ASSERT_TRUE(result.detail.has_value());
+            EXPECT_NE(*result.detail, notObject);
+            EXPECT_NE(*result.detail, noVersion);
+            EXPECT_FALSE(result.detail->empty());
+        } else {
+            EXPECT_EQ(result.detail, item.detail);
+        }
+    }
+}
+
+TEST(AppUpdateChecker, HugeAndDeepDocumentsEndInAResult) {
+    std::string big =
+        R"({"padding":")" + std::string(8 * 1024 * 1024, 'x') + R"(","version":"3.0"})";
+    EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", big).status, Status::updateAvailable);
+
+    const std::size_t depth = 200000;
+    const std::string deep = std::string(depth, '[') + std::string(depth, ']');
+    EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", deep).detail,
+              "The update response was not a JSON object.");
+    const std::string unclosed = "{\"a\":" + std::string(depth, '[');
+    EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", unclosed).status, Status::failed);
+
+    const std::string garbage(3 * 1024 * 1024, '\xC3');
+    EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", garbage).status, Status::failed);
+}
+
+class AppUpdateCheckerAsyncTest : public ::testing::Test {
+protected:
+    std::unique_ptr<AppUpdateChecker> makeChecker(std::optional<std::string> address) {
+        ProcessEnvironment environment;
+        if (address) {
+            environment.emplace(std::string(AppUpdateChecker::kEnvironmentKey), *address);
+        }
+        return std::make_unique<AppUpdateChecker>(bundle, environment, loader, loop);
+    }
+
+    FakeApplicationBundleInfo bundle{{{"CFBundleShortVersionString", "1.2"}}};
+    std::shared_ptr<FakeHttpLoader> loader = std::make_shared<FakeHttpLoader>();
+    ManualMainLoop loop;
+};
+
+TEST_F(AppUpdateCheckerAsyncTest, UnconfiguredCheckIsUnavailableWithoutAnyRequest) {
+    auto checker = makeChecker(std::nullopt);
+    std::optional<AppUpdateCheckResult> received;
+    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
+    EXPECT_FALSE(received.has_value()) << "results arrive through the main loop";
+    loop.runPending();
+    ASSERT_TRUE(received.has_value());
+    EXPECT_EQ(*received,
+              (AppUpdateCheckResult{Status::unavailable, "1.2", std::nullopt, std::nullopt,
+                                    "No update check URL is configured."}));
+    EXPECT_TRUE(loader->requestedURLs().empty());
+}
+
+TEST_F(AppUpdateCheckerAsyncTest, ResultOfABackgroundCheckArrivesOnTheMainLoop) {
+    loader->setAnswer(HttpLoadResult::success(R"({"version":"1.3","html_url":"https://e.x/r"})"));
+    auto checker = makeChecker(kValid);
+    std::optional<AppUpdateCheckResult> received;
+    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
+    ASSERT_TRUE(loop.waitForPost());
+    EXPECT_FALSE(received.has_value());
+    loop.runPending();
+    ASSERT_TRUE(received.has_value());
+    EXPECT_EQ(received->status, Status::updateAvailable);
+    EXPECT_EQ(received->releaseURL, "https://e.x/r");
+    EXPECT_EQ(loader->requestedURLs(), std::vector<std::string>{kValid});
+
+    loader->setAnswer(HttpLoadResult::failure("Could not resolve host: updates.example.com"));
+    received.reset();
+    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
+    ASSERT_TRUE(loop.waitForPost(2));
+    loop.runPending();
+    ASSERT_TRUE(received.has_value());
+    EXPECT_EQ(*received, (AppUpdateCheckResult{Status::failed, "1.2", std::nullopt, std::nullopt,
+                                               "Could not resolve host: updates.example.com"}));
+}
+
+TEST_F(AppUpdateCheckerAsyncTest, DestroyingTheCheckerDuringACheckDropsTheResult) {
+    loader->holdRequests();
+    auto checker = makeChecker(kValid);
+    bool isCalled = false;
+    checker->checkForUpdates([&](const AppUpdateCheckResult&) { isCalled = true; });
+    ASSERT_TRUE(loader->waitUntilEntered(1));
+    checker.reset();
+    loader->releaseRequests();
+    ASSERT_TRUE(loader->waitUntilReturned(1));
+    // The worker may still be between the loader and its last step; give it the chance
+    // to (wrongly) post before checking.
+    loop.waitForPost(1, std::chrono::milliseconds(200));
+    loop.runPending();
+    EXPECT_FALSE(isCalled);
+}
+
+TEST_F(AppUpdateCheckerAsyncTest, ResultPostedBeforeDestructionIsNotDelivered) {
+    auto checker = makeChecker(kValid);
+    bool isCalled = false;
+    checker->checkForUpdates([&](const AppUpdateCheckResult&) { isCalled = true; });
+    ASSERT_TRUE(loop.waitForPost());
+    checker.reset();
+    loop.runPending();
+    EXPECT_FALSE(isCalled);
+}
+
+} // namespace
+} // namespace windlark
