@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace windlark {
+
+// An error as the service-management layer reports it: a numeric code and its text.
+struct ServiceManagementError {
+    std::int64_t code = 0;
+    std::string description;
+
+    bool operator==(const ServiceManagementError&) const = default;
+};
+
+struct ServiceManagementOutcome {
+    bool isSuccess = false;
+    std::optional<ServiceManagementError> error; // may be missing even on failure
+
+    bool operator==(const ServiceManagementOutcome&) const = default;
+};
+
+// An administrator authorisation holding the right to install helpers. Destroying it frees
+// the authorisation, so every path out of an install releases it.
+class HelperAuthorization {
+public:
+    virtual ~HelperAuthorization() = default;
+
+    // Removes the launchd job `label` from the system domain and waits for completion.
+    [[nodiscard]] virtual ServiceManagementOutcome removeJob(std::string_view label) = 0;
+    // Installs the bundled helper `label` as a system launchd daemon.
+    [[nodiscard]] virtual ServiceManagementOutcome blessJob(std::string_view label) = 0;
+};
+
+enum class HelperAuthorizationStep {
+    create,     // creating an empty authorisation
+    copyRights, // obtaining the install right (this is where the user may cancel)
+};
+
+struct HelperAuthorizationAttempt {
+    std::unique_ptr<HelperAuthorization> authorization; // empty on failure
+    HelperAuthorizationStep failedStep = HelperAuthorizationStep::create;
+    std::int32_t status = 0; // the platform's result code of the failed step
+};
+
+// Seam to the platform's authorisation and service-management installer.
+class HelperInstaller {
+public:
+    virtual ~HelperInstaller() = default;
+    [[nodiscard]] virtual HelperAuthorizationAttempt authorize() = 0;
+};
+
+} // namespace windlark

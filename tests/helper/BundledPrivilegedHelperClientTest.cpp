@@ -1,0 +1,531 @@
+#include "helper/BundledPrivilegedHelperClient.h"
+
+#include "contract/WindlarkManualTargetLeaseRequest.h"
+#include "contract/WindlarkManualTargetLeaseResponse.h"
+#include "contract/WindlarkPrivilegedHelperStatus.h"
+#include "fakes/FakeCodeSigningService.h"
+#include "fakes/FakeHelperConnector.h"
+#include "fakes/FakeHelperHost.h"
+#include "fakes/FakeHelperInstaller.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+using namespace std::chrono_literals;
+using Script = FakeHelperConnector::Script;
+using Operation = FakeHelperConnector::Operation;
+
+constexpr const char* label = "com.quillmoor.WindlarkMac.Helper";
+constexpr const char* bundle = "/Applications/Windlark Mac.app";
+constexpr const char* bundledHelper =
+    "/Applications/Windlark Mac.app/Contents/Library/LaunchServices/"
+    "com.quillmoor.WindlarkMac.Helper";
+constexpr const char* installedHelper =
+    "/Library/PrivilegedHelperTools/com.quillmoor.WindlarkMac.Helper";
+
+PropertyDictionary liveStatus(const char* fanWrites = "enabled") {
+    WindlarkPrivilegedHelperStatus status = WindlarkPrivilegedHelperStatus::status();
+    status.privilege = "root";
+    status.fanWrites = fanWrites;
+    return status.dictionary();
+}
+
+// A machine on which everything is in order: the helper is bundled and installed, both
+// copies and the app are signed by one team, and the helper answers.
+struct Machine {
+    std::shared_ptr<FakeHelperHost> host = std::make_shared<FakeHelperHost>();
+    std::shared_ptr<FakeCodeSigningService> signing = std::make_shared<FakeCodeSigningService>();
+    std::shared_ptr<FakeHelperConnector> connector = std::make_shared<FakeHelperConnector>();
+    std::shared_ptr<FakeHelperInstaller> installer = std::make_shared<FakeHelperInstaller>();
+    BundledPrivilegedHelperConfiguration configuration;
+
+    Machine() {
+        host->bundlePath = bundle;
+        host->executablePath = std::string(bundle) + "/Contents/MacOS/Windlark Mac";
+        host->executableFiles = {bundledHelper, installedHelper};
+        host->daemonStatus = 1;
+        const PropertyDictionary helperPlist{{"SMAuthorizedClients", PropertyArray{"clientReq"}}};
+        signing->signatures[bundledHelper] = {0, label, "TEAM1", helperPlist};
+        signing->signatures[installedHelper] = {0, label, "TEAM1", helperPlist};
+        signing->signatures[bundle] = {
+            0, "com.quillmoor.WindlarkMac", "TEAM1",
+            PropertyDictionary{{"SMPrivilegedExecutables", PropertyDictionary{{label, "appReq"}}}}};
+        connector->statusScript = Script::now(liveStatus());
+        connector->resetScript =
+            Script::now(WindlarkPrivilegedHelperStatus::resetAccepted(true).dictionary());
+        connector->leaseScript = Script::now(
+            WindlarkManualTargetLeaseResponse{true, true, false, 0, 2400.0, 2400.0, 2390.0, {}}
+                .dictionary());
+        configuration.timeouts = {30ms, 30ms, 30ms, 30ms};
+    }
+
+    BundledPrivilegedHelperClient client() const {
+        return BundledPrivilegedHelperClient({host, signing, connector, installer}, configuration);
+    }
+};
+
+TEST(BundledPrivilegedHelperClient, ProductionTimeoutsAreTwoEightEightAndFiveSeconds) {
+    const PrivilegedHelperTimeouts timeouts;
+    EXPECT_EQ(timeouts.statusRead, 2s);
+    EXPECT_EQ(timeouts.reset, 8s);
+    EXPECT_EQ(timeouts.manualHold, 8s);
+    EXPECT_EQ(timeouts.curveRenewal, 5s);
+    const BundledPrivilegedHelperConfiguration configuration;
+    EXPECT_EQ(configuration.helperExecutableName, label);
+    EXPECT_EQ(configuration.expectedLabel, label);
+    EXPECT_EQ(configuration.daemonPlistName, "com.quillmoor.WindlarkMac.Helper.plist");
+}
+
+TEST(BundledPrivilegedHelperClient, LocatesTheHelperInTheBundleThenBesideTheExecutable) {
+    Machine machine;
+    EXPECT_EQ(machine.client().resolveHelperPath(), bundledHelper);
+
+    machine.host->executableFiles = {installedHelper,
+                                     std::string(bundle) + "/Contents/MacOS/" + label};
+    EXPECT_EQ(machine.client().resolveHelperPath(),
+              std::string(bundle) + "/Contents/MacOS/" + label);
+
+    // Present but not executable does not count.
+    machine.host->executableFiles.clear();
+    machine.host->otherFiles = {bundledHelper};
+    EXPECT_EQ(machine.client().resolveHelperPath(), std::nullopt);
+    EXPECT_EQ(machine.client().installedHelperPath(), std::nullopt);
+    machine.host->otherFiles.insert(installedHelper);
+    EXPECT_EQ(machine.client().installedHelperPath(), installedHelper);
+}
+
+TEST(BundledPrivilegedHelperClient, DaemonStatusWords) {
+    const std::vector<std::pair<std::int64_t, std::string>> cases = {
+        {0, "notRegistered"}, {1, "enabled"}, {2, "requiresApproval"},
+        {3, "notFound"},      {4, "unknown"}, {-1, "unknown"}};
+    for (const auto& [status, word] : cases) {
+        EXPECT_EQ(BundledPrivilegedHelperClient::daemonStatusWord(status), word);
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, HealthyHelperIsProbedAndItsResetPathProven) {
+    Machine machine;
+    const PrivilegedHelperHealth health = machine.client().readHealth();
+    EXPECT_EQ(health.executablePath, bundledHelper);
+    EXPECT_TRUE(health.isBundled);
+    EXPECT_TRUE(health.isSignatureValid);
+    EXPECT_EQ(health.signingIdentifier, label);
+    EXPECT_EQ(health.teamIdentifier, "TEAM1");
+    EXPECT_EQ(health.appHelperRequirement, "appReq");
+    EXPECT_EQ(health.helperClientRequirement, "clientReq");
+    EXPECT_TRUE(health.hasBlessMetadata);
+    EXPECT_EQ(health.serviceManagementStatus, "enabled");
+    EXPECT_EQ(machine.host->lastDaemonPlistName, "com.quillmoor.WindlarkMac.Helper.plist");
+    EXPECT_TRUE(health.isPrivilegedInstallVerified);
+    EXPECT_TRUE(health.hasTrustedProvenance);
+    EXPECT_TRUE(health.hasHeartbeat);
+    EXPECT_TRUE(health.resetCommandAccepted);
+    EXPECT_TRUE(health.fanWritesEnabled);
+    EXPECT_EQ(health.detail, "signature valid, metadata ready, xpc enabled, privileged install "
+                             "verified, trusted provenance, heartbeat ok, reset ok");
+    EXPECT_EQ(health.xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::activationAllowed);
+
+    const auto calls = machine.connector->calls();
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[0].operation, Operation::readStatus);
+    EXPECT_EQ(calls[1].operation, Operation::resetToSystem);
+    EXPECT_EQ(machine.connector->sessionsOpened(), 2);
+    EXPECT_EQ(machine.connector->sessionsClosed(), 2); // every request closes its connection
+}
+
+TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
+    struct Case {
+        const char* name;
+        void (*change)(Machine&);
+        bool verified;
+        bool trusted;
+    };
+    const std::vector<Case> cases = {
+        {"no installed copy", [](Machine& m) { m.host->executableFiles.erase(installedHelper); },
+         false, false},
+        {"installed copy with invalid signature",
+         [](Machine& m) { m.signing->signatures[installedHelper].validityStatus = -67030; }, false,
+         false},
+        {"installed copy signed under another identifier",
+         [](Machine& m) {
+             m.signing->signatures[installedHelper].identifier = "com.quillmoor.windlarkmac.helper";
+         },
+         false, false},
+        {"installed copy without identifier",
+         [](Machine& m) { m.signing->signatures[installedHelper].identifier.reset(); }, false,
+         false},
+        {"helper of another team",
+         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier = "TEAM2"; }, true,
+         false},
+        {"team identifier differing only in case",
+         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier = "team1"; }, true,
+         false},
+        {"helper without team",
+         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier.reset(); }, true,
+         false},
+        {"absent helper team and absent app team do not match",
+         [](Machine& m) {
+             m.signing->signatures[installedHelper].teamIdentifier.reset();
+             m.signing->signatures[bundle].teamIdentifier.reset();
+         },
+         true, false},
+        {"app not inspectable", [](Machine& m) { m.signing->signatures.erase(bundle); }, true,
+         false},
+        {"bundled copy's team does not matter once installed",
+         [](Machine& m) { m.signing->signatures[bundledHelper].teamIdentifier = "OTHER"; }, true,
+         true},
+    };
+    for (const Case& item : cases) {
+        Machine machine;
+        item.change(machine);
+        const PrivilegedHelperHealth health = machine.client().readHealth();
+        EXPECT_EQ(health.isPrivilegedInstallVerified, item.verified) << item.name;
+        EXPECT_EQ(health.hasTrustedProvenance, item.trusted) << item.name;
+        // An untrusted helper is never contacted.
+        if (!item.trusted) {
+            EXPECT_TRUE(machine.connector->calls().empty()) << item.name;
+            EXPECT_FALSE(health.hasHeartbeat) << item.name;
+            EXPECT_FALSE(health.resetCommandAccepted) << item.name;
+        }
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, EffectiveSignatureIsTheInstalledCopyWhenThereIsOne) {
+    Machine machine;
+    machine.signing->signatures[installedHelper].validityStatus = -67061;
+    machine.signing->signatures[installedHelper].infoPlist.reset();
+    PrivilegedHelperHealth health = machine.client().readHealth();
+    EXPECT_FALSE(health.isSignatureValid);
+    EXPECT_EQ(health.helperClientRequirement, std::nullopt);
+    EXPECT_FALSE(health.hasBlessMetadata);
+    EXPECT_EQ(health.detail.substr(0, health.detail.find(',')), "signature invalid (-67061)");
+
+    Machine bundledOnly;
+    bundledOnly.host->executableFiles.erase(installedHelper);
+    bundledOnly.signing->signatures.erase(bundledHelper);
+    health = bundledOnly.client().readHealth();
+    EXPECT_TRUE(health.isBundled);
+    EXPECT_FALSE(health.isSignatureValid);
+    EXPECT_EQ(health.detail, "signature object unavailable, metadata incomplete, xpc enabled, "
+                             "privileged install not verified, trusted provenance missing, "
+                             "heartbeat unavailable, reset unavailable");
+    EXPECT_EQ(health.xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::metadataRequired);
+}
+
+TEST(BundledPrivilegedHelperClient, NoBundledHelperIsUnavailable) {
+    Machine machine;
+    machine.host->executableFiles = {installedHelper};
+    EXPECT_EQ(machine.client().readHealth(), PrivilegedHelperHealth::unavailable());
+    EXPECT_TRUE(machine.connector->calls().empty());
+}
+
+TEST(BundledPrivilegedHelperClient, ProbeAnswersDecideHeartbeatResetAndWriteGate) {
+    struct Case {
+        const char* name;
+        Script status;
+        Script reset;
+        bool heartbeat, resetAccepted, fanWrites;
+        std::size_t calls;
+    };
+    const auto resetReply = [](const char* word) {
+        return Script::now(PropertyDictionary{{"resetToSystem", word}});
+    };
+    const std::vector<Case> cases = {
+        {"silent helper", Script::hang(), resetReply("accepted"), false, false, false, 1},
+        {"no heartbeat key", Script::now(WindlarkPrivilegedHelperStatus{}.dictionary()),
+         resetReply("accepted"), false, false, false, 1},
+        {"heartbeat of wrong type", Script::now(PropertyDictionary{{"heartbeat", true}}),
+         resetReply("accepted"), false, false, false, 1},
+        {"write gate closed", Script::now(liveStatus("disabled")), resetReply("noop"), true, true,
+         false, 2},
+        {"write gate spelled differently", Script::now(liveStatus("Enabled")),
+         resetReply("accepted"), true, true, false, 2},
+        {"reset refused", Script::now(liveStatus()), resetReply("failed"), true, false, true, 2},
+        {"reset hangs", Script::now(liveStatus()), Script::hang(), true, false, true, 2},
+    };
+    for (const Case& item : cases) {
+        Machine machine;
+        machine.connector->statusScript = item.status;
+        machine.connector->resetScript = item.reset;
+        const PrivilegedHelperHealth health = machine.client().readHealth();
+        EXPECT_EQ(health.hasHeartbeat, item.heartbeat) << item.name;
+        EXPECT_EQ(health.resetCommandAccepted, item.resetAccepted) << item.name;
+        EXPECT_EQ(health.fanWritesEnabled, item.fanWrites) << item.name;
+        EXPECT_EQ(machine.connector->calls().size(), item.calls) << item.name;
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, ResetMessages) {
+    struct Case {
+        const char* name;
+        Script script;
+        bool success;
+        const char* message;
+    };
+    const std::vector<Case> cases = {
+        {"accepted", Script::now(PropertyDictionary{{"resetToSystem", "accepted"}}), true,
+         "Helper reset accepted."},
+        {"noop", Script::now(PropertyDictionary{{"resetToSystem", "noop"}}), true,
+         "Helper reset accepted."},
+        {"other word", Script::now(PropertyDictionary{{"resetToSystem", "Accepted"}}), false,
+         "Helper reset failed."},
+        {"wrong type", Script::now(PropertyDictionary{{"resetToSystem", true}}), false,
+         "Helper reset failed."},
+        {"missing key", Script::now(PropertyDictionary{}), false, "Helper reset failed."},
+        {"late from another thread",
+         Script::later(PropertyDictionary{{"resetToSystem", "accepted"}}, 5ms), true,
+         "Helper reset accepted."},
+        {"never", Script::hang(), false, "Timed out waiting for helper reset."},
+    };
+    for (const Case& item : cases) {
+        Machine machine;
+        machine.configuration.timeouts.reset = 2s; // generous: the late reply must make it
+        if (item.script.kind == Script::Kind::hang) {
+            machine.configuration.timeouts.reset = 20ms;
+        }
+        machine.connector->resetScript = item.script;
+        const PrivilegedHelperActionResult result = machine.client().resetToSystem();
+        EXPECT_EQ(result.isSuccess, item.success) << item.name;
+        EXPECT_EQ(result.message, item.message) << item.name;
+        // The reply is attached whether it pleased us or not; a time-out has none.
+        EXPECT_EQ(result.dictionary.has_value(), item.script.kind != Script::Kind::hang)
+            << item.name;
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, LeaseRequestsAndReplies) {
+    Machine machine;
+    machine.configuration.timeouts.manualHold = 2s;
+    machine.configuration.timeouts.curveRenewal = 2s;
+    PrivilegedHelperActionResult result = machine.client().holdManualTargetLease(2400.0, 5);
+    EXPECT_TRUE(result.isSuccess);
+    EXPECT_EQ(result.message, "Helper fan lease accepted.");
+    result = machine.client().renewCurveTargetLease(2000.0, 15);
+    EXPECT_TRUE(result.isSuccess);
+
+    const auto calls = machine.connector->calls();
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(WindlarkManualTargetLeaseRequest::fromDictionary(*calls[0].request),
+              (WindlarkManualTargetLeaseRequest{0, 2400.0, 5, "app-manual-target-lease"}));
+    const auto renewal = WindlarkManualTargetLeaseRequest::fromDictionary(*calls[1].request);
+    EXPECT_EQ(renewal, (WindlarkManualTargetLeaseRequest{0, 2000.0, 15, "app-curve-renewal"}));
+    EXPECT_TRUE(renewal->isCurveRenewal());
+
+    struct Case {
+        const char* name;
+        PropertyDictionary reply;
+        bool accepted;
+    };
+    const std::vector<Case> cases = {
+        {"rejection", WindlarkManualTargetLeaseResponse::rejected("no fan", 0).dictionary(), false},
+        {"accepted as text", {{"accepted", "true"}, {"fanIndex", 0}}, false},
+        {"accepted as number", {{"accepted", 1}, {"fanIndex", 0}}, false},
+        {"fanIndex as text still counts by accepted",
+         {{"accepted", true}, {"fanIndex", "0"}},
+         true},
+        {"empty", {}, false},
+    };
+    for (const Case& item : cases) {
+        machine.connector->leaseScript = Script::now(item.reply);
+        result = machine.client().holdManualTargetLease(2400.0, 5);
+        EXPECT_EQ(result.isSuccess, item.accepted) << item.name;
+        EXPECT_EQ(result.message,
+                  item.accepted ? "Helper fan lease accepted." : "Helper fan lease rejected.")
+            << item.name;
+        EXPECT_EQ(result.dictionary, item.reply) << item.name;
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, SilentHelperCostsExactlyTheTimeoutAndLateRepliesAreDropped) {
+    Machine machine;
+    machine.connector->leaseScript = Script::hang();
+    machine.configuration.timeouts.manualHold = 60ms;
+    machine.configuration.timeouts.curveRenewal = 30ms;
+
+    auto start = std::chrono::steady_clock::now();
+    PrivilegedHelperActionResult result = machine.client().holdManualTargetLease(2400.0, 5);
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(result,
+              PrivilegedHelperActionResult::failure("Timed out waiting for helper fan lease."));
+    EXPECT_GE(waited, 60ms);
+    EXPECT_LT(waited, 1s);
+
+    start = std::chrono::steady_clock::now();
+    result = machine.client().renewCurveTargetLease(2400.0, 15);
+    waited = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(result.message, "Timed out waiting for helper fan lease.");
+    EXPECT_GE(waited, 30ms);
+    EXPECT_LT(waited, 60ms + 1s);
+
+    // Both callers are gone; their replies now arrive and must go nowhere.
+    machine.connector->deliverHeldReplies(
+        WindlarkManualTargetLeaseResponse{true, true, false, 0, {}, {}, {}, {}}.dictionary());
+    EXPECT_EQ(machine.connector->sessionsClosed(), 2);
+
+    // A reply racing the deadline from another thread is either taken or dropped, never
+    // half-seen: run it repeatedly under the thread sanitizer.
+    machine.configuration.timeouts.manualHold = 3ms;
+    machine.connector->leaseScript = Script::later(
+        WindlarkManualTargetLeaseResponse{true, true, false, 0, {}, {}, {}, {}}.dictionary(), 3ms);
+    for (int i = 0; i < 20; ++i) {
+        result = machine.client().holdManualTargetLease(2400.0, 5);
+        EXPECT_TRUE(result.message == "Helper fan lease accepted." ||
+                    result.message == "Timed out waiting for helper fan lease.");
+    }
+}
+
+TEST(BundledPrivilegedHelperClient, ConnectionFailuresAndTheCompileTimeLock) {
+    Machine machine;
+    machine.connector->openError = "Could not create typed XPC proxy.";
+    EXPECT_EQ(machine.client().resetToSystem().message, "Could not create typed XPC proxy.");
+    EXPECT_EQ(machine.client().renewCurveTargetLease(2000, 15).message,
+              "Could not create typed XPC proxy.");
+    EXPECT_FALSE(machine.client().readHealth().hasHeartbeat);
+
+    Machine noTransport;
+    noTransport.connector = nullptr;
+    EXPECT_EQ(noTransport.client().resetToSystem(),
+              PrivilegedHelperActionResult::failure("Could not create XPC connection."));
+    EXPECT_EQ(noTransport.client().holdManualTargetLease(2000, 5).message,
+              "Could not create XPC connection.");
+
+    Machine locked;
+    locked.configuration.isConnectionEnabled = false;
+    BundledPrivilegedHelperClient mutableClient = locked.client();
+    for (const PrivilegedHelperActionResult& result :
+         {mutableClient.resetToSystem(), mutableClient.holdManualTargetLease(2000, 5),
+          mutableClient.renewCurveTargetLease(2000, 15)}) {
+        EXPECT_EQ(result, PrivilegedHelperActionResult::failure("XPC connection is disabled."));
+    }
+    const PrivilegedHelperHealth health = mutableClient.readHealth();
+    EXPECT_FALSE(health.hasHeartbeat);
+    EXPECT_FALSE(health.isXPCConnectionEnabled);
+    EXPECT_NE(health.detail.find("xpc disabled"), std::string::npos);
+    EXPECT_TRUE(locked.connector->calls().empty());
+}
+
+TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
+    struct Case {
+        const char* name;
+        void (*setUp)(FakeHelperInstaller&);
+        bool success;
+        const char* message;
+        std::vector<std::string> steps;
+    };
+    const std::string remove = std::string("remove ") + label;
+    const std::string bless = std::string("bless ") + label;
+    const std::vector<Case> cases = {
+        {"fresh machine: no old job",
+         [](FakeHelperInstaller& i) {
+             i.removeOutcome = {false, ServiceManagementError{6, "job not found"}};
+         },
+         true,
+         "Privileged helper installed.",
+         {"authorize", remove, bless}},
+        {"update over an old job",
+         [](FakeHelperInstaller&) {},
+         true,
+         "Privileged helper installed.",
+         {"authorize", remove, bless}},
+        {"create fails",
+         [](FakeHelperInstaller& i) {
+             i.authorizationSucceeds = false;
+             i.failingStep = HelperAuthorizationStep::create;
+             i.failureStatus = -60008;
+         },
+         false,
+         "AuthorizationCreate failed: -60008",
+         {"authorize"}},
+        {"user cancels",
+         [](FakeHelperInstaller& i) {
+             i.authorizationSucceeds = false;
+             i.failureStatus = -60006;
+         },
+         false,
+         "AuthorizationCopyRights failed: -60006",
+         {"authorize"}},
+        {"remove fails",
+         [](FakeHelperInstaller& i) {
+             i.removeOutcome = {false, ServiceManagementError{2, "The operation couldn't be "
+                                                                 "completed."}};
+         },
+         false,
+         "The operation couldn't be completed.",
+         {"authorize", remove}},
+        {"remove fails silently",
+         [](FakeHelperInstaller& i) {
+             i.removeOutcome = {false, std::nullopt};
+         },
+         false,
+         "SMJobRemove failed without an error.",
+         {"authorize", remove}},
+        {"bless fails",
+         [](FakeHelperInstaller& i) {
+             i.blessOutcome = {false, ServiceManagementError{4, "bless refused"}};
+         },
+         false,
+         "bless refused",
+         {"authorize", remove, bless}},
+        {"bless fails silently",
+         [](FakeHelperInstaller& i) {
+             i.blessOutcome = {false, std::nullopt};
+         },
+         false,
+         "SMJobBless failed without an error.",
+         {"authorize", remove, bless}},
+    };
+    for (const Case& item : cases) {
+        Machine machine;
+        item.setUp(*machine.installer);
+        const PrivilegedHelperActionResult result = machine.client().installPrivilegedHelper();
+        EXPECT_EQ(result, (PrivilegedHelperActionResult{item.success, item.message, std::nullopt}))
+            << item.name;
+        EXPECT_EQ(machine.installer->log->steps, item.steps) << item.name;
+        const int authorized = machine.installer->authorizationSucceeds ? 1 : 0;
+        EXPECT_EQ(machine.installer->log->authorizationsFreed, authorized) << item.name;
+    }
+
+    Machine noInstaller;
+    noInstaller.installer = nullptr;
+    EXPECT_EQ(noInstaller.client().installPrivilegedHelper().message,
+              "Privileged helper install is unavailable.");
+}
+
+TEST(PrivilegedHelperClient, DefaultActionsFailWithoutDoingAnything) {
+    struct ReadOnly final : PrivilegedHelperClient {
+        PrivilegedHelperHealth readHealth() override {
+            return PrivilegedHelperHealth::unavailable();
+        }
+    } client;
+    EXPECT_EQ(client.installPrivilegedHelper().message,
+              "Privileged helper install is unavailable.");
+    EXPECT_EQ(client.resetToSystem().message, "Privileged helper reset is unavailable.");
+    EXPECT_EQ(client.holdManualTargetLease(2000, 5).message,
+              "Privileged helper fan control is unavailable.");
+    EXPECT_EQ(client.renewCurveTargetLease(2000, 15).message,
+              "Privileged helper curve renewal is unavailable.");
+    EXPECT_FALSE(client.resetToSystem().isSuccess);
+}
+
+TEST(PrivilegedHelperActionResult, LinesSortTheReplyKeys) {
+    const PrivilegedHelperActionResult result{true, "Helper fan lease accepted.",
+                                              PropertyDictionary{{"targetReached", false},
+                                                                 {"accepted", true},
+                                                                 {"fanIndex", 0},
+                                                                 {"appliedTargetRPM", 2400.0},
+                                                                 {"error", "x=y"}}};
+    EXPECT_EQ(result.lines(),
+              (std::vector<std::string>{"success=true", "message=Helper fan lease accepted.",
+                                        "accepted=true", "appliedTargetRPM=2400", "error=x=y",
+                                        "fanIndex=0", "targetReached=false"}));
+    EXPECT_EQ(PrivilegedHelperActionResult::failure("No.").lines(),
+              (std::vector<std::string>{"success=false", "message=No."}));
+}
+
+} // namespace
+} // namespace windlark
