@@ -1,7 +1,27 @@
-#include <cstdio>
+#include "platform/HardwarePlatform.h"
+#include "shell/CommandLine.h"
 
-// Replaced by the command-line dispatch as the hardware and helper layers land.
-int main() {
-    std::puts("windlark-mac: no command yet");
-    return 0;
+#include <iostream>
+#include <string>
+#include <vector>
+
+int main(int argc, char** argv) {
+    using namespace windlark;
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments.emplace_back(argv[i]);
+    }
+
+    CommandLine::Services services;
+    services.hardware = HardwarePlatform::makeHardwareEnvironment(std::cerr);
+
+    // Diagnostic commands print their report and exit before any interface exists, so
+    // they work without a display and under "do shell script".
+    if (const auto command = CommandLine::diagnosticCommand(arguments)) {
+        return CommandLine::run(*command, arguments, services, std::cout);
+    }
+
+    // Until the menu-bar application exists, a plain start shows what the hardware layer
+    // sees.
+    return CommandLine::run(DiagnosticCommand::printHardware, {}, services, std::cout);
 }

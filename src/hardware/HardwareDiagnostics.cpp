@@ -1,0 +1,94 @@
+#include "hardware/HardwareDiagnostics.h"
+
+#include "hardware/AdminHardwareProbe.h"
+#include "hardware/HIDTemperatureTelemetryClient.h"
+#include "hardware/MockFanHardwareController.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace windlark::HardwareDiagnostics {
+
+namespace {
+
+bool contains(const std::vector<std::string>& arguments, std::string_view option) {
+    return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
+}
+
+void append(std::vector<std::string>& lines, std::vector<std::string> more) {
+    lines.insert(lines.end(), std::make_move_iterator(more.begin()),
+                 std::make_move_iterator(more.end()));
+}
+
+} // namespace
+
+std::unique_ptr<SMCFanHardwareController>
+makeSMCFanHardwareController(const HardwareEnvironment& environment) {
+    const MacHardwareModel model = environment.registry
+                                       ? MacHardwareModel::current(*environment.registry)
+                                       : MacHardwareModel{};
+    return std::make_unique<SMCFanHardwareController>(
+        std::make_unique<MockFanHardwareController>(environment.clock),
+        std::make_shared<HIDTemperatureTelemetryClient>(environment.temperatureSensors),
+        SMCReadOnlyClient::open(environment.smcBus), model, environment.clock);
+}
+
+bool needsSMCDiagnoseFallback(const FanHardwareCapabilities& capabilities) {
+    return !capabilities.hasRPMAxis() ||
+           capabilities.source.find("built-in fan preset") != std::string::npos;
+}
+
+std::vector<std::string> printHardwareReport(const HardwareEnvironment& environment,
+                                             const std::vector<std::string>& arguments) {
+    const auto controller = makeSMCFanHardwareController(environment);
+    FanHardwareCapabilities capabilities = controller->readCapabilities();
+
+    std::optional<std::string> fallbackStatus;
+    if (needsSMCDiagnoseFallback(capabilities) && contains(arguments, "--smc-diagnose-fallback") &&
+        environment.processRunner) {
+        const AdminHardwareProbeResult result =
+            AdminHardwareProbe::runSMCDiagnoseDirect(*environment.processRunner);
+        if (!result.isSuccess()) {
+            fallbackStatus = "smcDiagnose failed: " + AdminHardwareProbe::singleLine(result.text);
+        } else if (auto parsed = FanHardwareCapabilities::fromSMCDiagnoseOutput(result.text)) {
+            capabilities = *std::move(parsed);
+            fallbackStatus = "smcDiagnose applied";
+        } else {
+            fallbackStatus = "smcDiagnose unreadable";
+        }
+    }
+
+    std::vector<std::string> lines =
+        AdminHardwareProbe::probeReportLines(capabilities, fallbackStatus);
+    SMCReadOnlyClient* client = controller->smcClient();
+    if (contains(arguments, "--smc-debug")) {
+        if (client) {
+            append(lines, client->debugFanKeyReport());
+            append(lines, client->debugPotentialFanControlKeyReport());
+        } else {
+            lines.emplace_back("smcService=unavailable");
+            lines.emplace_back("smcFanControlKeyProbe=unavailable");
+        }
+    }
+    if (contains(arguments, "--smc-write-debug")) {
+        if (client) {
+            append(lines, client->debugPotentialFanControlKeyReport());
+        } else {
+            lines.emplace_back("smcFanControlKeyProbe=unavailable");
+        }
+    }
+    if (contains(arguments, "--temperature-debug")) {
+        HIDTemperatureTelemetryClient telemetry(environment.temperatureSensors);
+        append(lines, telemetry.debugReport());
+    }
+    return lines;
+}
+
+std::vector<std::string> smcMatrixReport(const HardwareEnvironment& environment) {
+    if (!environment.smcBus) {
+        return {};
+    }
+    return SMCReadOnlyClient::debugConnectionMatrix(*environment.smcBus);
+}
+
+} // namespace windlark::HardwareDiagnostics

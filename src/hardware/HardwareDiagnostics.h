@@ -1,0 +1,29 @@
+#pragma once
+
+#include "hardware/FanHardwareCapabilities.h"
+#include "hardware/HardwareEnvironment.h"
+#include "hardware/SMCFanHardwareController.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace windlark::HardwareDiagnostics {
+
+// The SMC controller over the environment's seams, with the simulation as its fallback.
+[[nodiscard]] std::unique_ptr<SMCFanHardwareController>
+makeSMCFanHardwareController(const HardwareEnvironment& environment);
+
+// True when the range is unusable, or came only from the model catalog's preset.
+[[nodiscard]] bool needsSMCDiagnoseFallback(const FanHardwareCapabilities& capabilities);
+
+// The "--print-hardware" report with the sub-options found in `arguments`
+// ("--smc-diagnose-fallback", "--smc-debug", "--smc-write-debug", "--temperature-debug").
+[[nodiscard]] std::vector<std::string>
+printHardwareReport(const HardwareEnvironment& environment,
+                    const std::vector<std::string>& arguments);
+
+// The "--smc-matrix" report.
+[[nodiscard]] std::vector<std::string> smcMatrixReport(const HardwareEnvironment& environment);
+
+} // namespace windlark::HardwareDiagnostics

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "hardware/ChildProcessRunner.h"
+#include "hardware/RegistryReader.h"
+#include "hardware/SMCBus.h"
+#include "hardware/SimulatedMachine.h"
+#include "hardware/TemperatureSensorServices.h"
+#include "support/Clock.h"
+
+#include <memory>
+
+namespace windlark {
+
+// The machine as the hardware layer reaches it: one implementation of each seam, real or
+// simulated, chosen once at start-up.
+struct HardwareEnvironment {
+    std::shared_ptr<SMCBus> smcBus;
+    std::shared_ptr<TemperatureSensorServices> temperatureSensors;
+    std::shared_ptr<RegistryReader> registry;
+    std::shared_ptr<ChildProcessRunner> processRunner;
+    std::shared_ptr<const Clock> clock;
+    // Set when the machine is simulated, so that other layers can act on its fans.
+    std::shared_ptr<SimulatedMachine> simulatedMachine;
+};
+
+} // namespace windlark

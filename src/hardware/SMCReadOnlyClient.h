@@ -1,0 +1,74 @@
+#pragma once
+
+#include "hardware/FanHardwareCapabilities.h"
+#include "hardware/SMCBus.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace windlark {
+
+// One decoded key read: the key as asked for, its four-character type and its bytes.
+struct SMCValue {
+    std::string key;
+    std::string dataType;
+    int dataSize = 0; // never more than 32
+    std::vector<std::uint8_t> bytes;
+
+    bool operator==(const SMCValue&) const = default;
+};
+
+// Reads fan keys from the System Management Controller through one open user-client
+// connection. It only ever issues the "read key info" and "read bytes" commands; writing
+// fan targets is the privileged helper's business.
+class SMCReadOnlyClient {
+public:
+    // Opens "AppleSMCKeysEndpoint", else "AppleSMC"; no client when neither opens.
+    [[nodiscard]] static std::unique_ptr<SMCReadOnlyClient> open(std::shared_ptr<SMCBus> bus);
+
+    ~SMCReadOnlyClient();
+    SMCReadOnlyClient(const SMCReadOnlyClient&) = delete;
+    SMCReadOnlyClient& operator=(const SMCReadOnlyClient&) = delete;
+
+    [[nodiscard]] const std::string& serviceClassName() const { return serviceClassName_; }
+
+    // Never absent: what could not be read shows in the status and source texts.
+    [[nodiscard]] FanHardwareCapabilities readCapabilities();
+    [[nodiscard]] std::optional<double> readCurrentPrimaryFanRPM() { return readRPM("F0Ac"); }
+
+    // Lines for "--smc-debug".
+    [[nodiscard]] std::vector<std::string> debugFanKeyReport();
+    [[nodiscard]] std::vector<std::string> debugPotentialFanControlKeyReport();
+    // Lines for "--smc-matrix": every SMC-like service, every connection type 0...9.
+    [[nodiscard]] static std::vector<std::string> debugConnectionMatrix(SMCBus& bus);
+
+    [[nodiscard]] std::optional<SMCValue> readValue(std::string_view key);
+    // "flt" little-endian float, "fpe2" big-endian fixed point, else big-endian raw 16 bit.
+    [[nodiscard]] std::optional<double> readRPM(std::string_view key);
+    // The first non-zero byte of "FNum" (0 when all are zero).
+    [[nodiscard]] std::optional<int> readFanCount();
+    [[nodiscard]] std::string debugLine(std::string_view key);
+
+    // "FNum" -> 0x464E756D: first character in the most significant byte.
+    [[nodiscard]] static std::uint32_t smcKeyCode(std::string_view key);
+    [[nodiscard]] static std::string fourCharacterString(std::uint32_t code);
+    [[nodiscard]] static std::string kernelResultText(std::int32_t kernelResult);
+    // Spaces made visible: "FS! " -> "FS!<space>".
+    [[nodiscard]] static std::string displayKey(std::string_view key);
+
+private:
+    SMCReadOnlyClient(std::shared_ptr<SMCBus> bus, SMCBus::ConnectionHandle connection,
+                      std::string serviceClassName);
+
+    std::int32_t call(const SMCKeyData& input, SMCKeyData& output);
+
+    std::shared_ptr<SMCBus> bus_;
+    SMCBus::ConnectionHandle connection_ = 0;
+    std::string serviceClassName_;
+};
+
+} // namespace windlark

@@ -1,0 +1,120 @@
+#include "platform/HardwarePlatform.h"
+
+#include "hardware/SimulatedRegistryReader.h"
+#include "hardware/SimulatedSMCBus.h"
+#include "hardware/SimulatedTemperatureSensors.h"
+#include "platform/posix/PosixChildProcessRunner.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <ostream>
+#include <sstream>
+
+#if defined(__APPLE__)
+#include "platform/macos/IOHIDTemperatureSensorServices.h"
+#include "platform/macos/IOKitSMCBus.h"
+#include "platform/macos/IORegistryReader.h"
+#endif
+
+namespace windlark::HardwarePlatform {
+
+namespace {
+
+#if !defined(__APPLE__)
+// Machines without an AppleSMC: nothing matches, so no client opens and the matrix
+// reports no matches.
+class AbsentSMCBus final : public SMCBus {
+public:
+    std::optional<ServiceHandle> matchingService(std::string_view) override { return std::nullopt; }
+    MatchResult matchingServices(std::string_view) override { return {}; }
+    std::optional<std::string> serviceClassName(ServiceHandle) override { return std::nullopt; }
+    void releaseService(ServiceHandle) override {}
+    OpenResult open(ServiceHandle, std::uint32_t) override { return {KernelResult::notFound, 0}; }
+    void closeConnection(ConnectionHandle) override {}
+    std::int32_t callStructMethod(ConnectionHandle, std::uint32_t, const SMCKeyData&,
+                                  SMCKeyData&) override {
+        return KernelResult::badArgument;
+    }
+};
+
+class AbsentTemperatureSensors final : public TemperatureSensorServices {
+public:
+    std::vector<std::optional<TemperatureSensorService>> copyServices() override { return {}; }
+};
+
+class AbsentRegistry final : public RegistryReader {
+public:
+    std::optional<RegistryProperty> property(RegistryEntry, const std::string&) override {
+        return std::nullopt;
+    }
+};
+#endif
+
+HardwareEnvironment realEnvironment(std::shared_ptr<const Clock> clock) {
+    HardwareEnvironment environment;
+#if defined(__APPLE__)
+    environment.smcBus = std::make_shared<IOKitSMCBus>();
+    environment.temperatureSensors = std::make_shared<IOHIDTemperatureSensorServices>();
+    environment.registry = std::make_shared<IORegistryReader>();
+#else
+    environment.smcBus = std::make_shared<AbsentSMCBus>();
+    environment.temperatureSensors = std::make_shared<AbsentTemperatureSensors>();
+    environment.registry = std::make_shared<AbsentRegistry>();
+#endif
+    environment.processRunner = std::make_shared<PosixChildProcessRunner>();
+    environment.clock = std::move(clock);
+    return environment;
+}
+
+std::optional<std::string> readFile(const std::string& path, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        error = std::strerror(errno);
+        return std::nullopt;
+    }
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    if (file.bad()) {
+        error = "could not be read";
+        return std::nullopt;
+    }
+    return contents.str();
+}
+
+} // namespace
+
+HardwareEnvironment makeHardwareEnvironment(std::ostream& diagnostics) {
+    const char* value = std::getenv(simulatedMachineVariable);
+    return makeHardwareEnvironment(value ? std::optional<std::string>(value) : std::nullopt,
+                                   diagnostics);
+}
+
+HardwareEnvironment makeHardwareEnvironment(const std::optional<std::string>& simulatedMachinePath,
+                                            std::ostream& diagnostics) {
+    auto clock = std::make_shared<SystemClock>();
+    HardwareEnvironment environment = realEnvironment(clock);
+    if (!simulatedMachinePath) {
+        return environment;
+    }
+    std::string error;
+    const auto contents = readFile(*simulatedMachinePath, error);
+    SimulatedMachine::ParseResult parsed;
+    if (contents) {
+        parsed = SimulatedMachine::parse(*contents, clock);
+        error = parsed.error;
+    }
+    if (!parsed.machine) {
+        diagnostics << "windlark-mac: ignoring simulated machine " << *simulatedMachinePath << ": "
+                    << error << '\n';
+        return environment;
+    }
+    environment.smcBus = std::make_shared<SimulatedSMCBus>(parsed.machine);
+    environment.temperatureSensors = std::make_shared<SimulatedTemperatureSensors>(parsed.machine);
+    environment.registry = std::make_shared<SimulatedRegistryReader>(parsed.machine);
+    environment.simulatedMachine = parsed.machine;
+    return environment;
+}
+
+} // namespace windlark::HardwarePlatform
