@@ -1,0 +1,254 @@
+#include "curve/WindlarkPreferences.h"
+
+#include "fakes/InMemoryDefaultsStore.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+constexpr std::string_view kProfileKey = "WindlarkMac.profile.v1";
+constexpr std::string_view kLanguageKey = "WindlarkMac.language.v1";
+
+class FixedLanguages final : public PreferredLanguagesSource {
+public:
+    explicit FixedLanguages(std::vector<std::string> languages)
+        : languages_(std::move(languages)) {}
+    [[nodiscard]] std::vector<std::string> preferredLanguages() const override {
+        return languages_;
+    }
+
+private:
+    std::vector<std::string> languages_;
+};
+
+class WindlarkPreferencesTest : public ::testing::Test {
+protected:
+    std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
+    WindlarkPreferences preferences{
+        defaults, std::make_shared<FixedLanguages>(std::vector<std::string>{"de-DE", "ja-JP"})};
+
+    // A stored profile in the current format, with `edit` applied to its JSON first.
+    template <typename Edit>
+    void storeEdited(Edit&& edit) {
+        nlohmann::json document =
+            nlohmann::json::parse(*WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));
+        edit(document);
+        defaults->setDataText(kProfileKey, document.dump());
+    }
+};
+
+TEST_F(WindlarkPreferencesTest, KeysAreTheStoredStrings) {
+    EXPECT_EQ(rawValue(WindlarkPreferences::Key::profile), kProfileKey);
+    EXPECT_EQ(rawValue(WindlarkPreferences::Key::language), kLanguageKey);
+}
+
+TEST_F(WindlarkPreferencesTest, ProfileRoundTripsThroughTheStoreInTheFixedKeyOrder) {
+    EXPECT_FALSE(preferences.loadProfile().has_value());
+
+    WindlarkProfile profile = WindlarkProfile::balanced();
+    profile.name = "Mine \"quoted\" \xC3\xA9";
+    profile.updateFanOffThresholdEnabled(true);
+    profile.updateFanOffThreshold(47.25);
+    profile.points[1].rpm = 2222.125;
+    preferences.saveProfile(profile);
+
+    EXPECT_EQ(preferences.loadProfile(), profile);
+
+    // The written text: the seven current keys in their order, nothing else.
+    const std::string text = *defaults->dataText(kProfileKey);
+    const std::string id = profile.points[0].id.string();
+    const std::string expectedStart =
+        R"({"name":"Mine \"quoted\" )"
+        "\xC3\xA9"
+        R"(","temperatureAxis":{"title":"Temperature","unit":"C","minimum":30.0,"maximum":100.0},)"
+        R"("rpmAxis":{"title":"Fan speed","unit":"RPM","minimum":1200.0,"maximum":6200.0},)"
+        R"("isFanOffThresholdEnabled":true,"fanOffThresholdC":47.25,"safetyLimitC":86.0,)"
+        R"("points":[{"id":")" +
+        id + R"(","temperatureC":35.0,"rpm":1400.0},)";
+    EXPECT_EQ(text.substr(0, expectedStart.size()), expectedStart);
+    EXPECT_NE(text.find(R"("rpm":2222.125)"), std::string::npos);
+    EXPECT_EQ(nlohmann::json::parse(text).size(), 7U);
+    EXPECT_EQ(id.size(), 36U);
+    EXPECT_EQ(id.find_first_of("abcdef"), std::string::npos) << "upper-case identifiers";
+}
+
+TEST_F(WindlarkPreferencesTest, OlderKeysAreReadAndDroppedAtTheNextSave) {
+    struct Case {
+        const char* label;
+        nlohmann::json fields; // replaces the current threshold keys
+        bool expectedEnabled;
+        double expectedThresholdC;
+    };
+    const std::vector<Case> cases{
+        {"range end", {{"isFanOffRangeEnabled", true}, {"fanOffRangeEndC", 50}}, true, 50.0},
+        {"limit", {{"fanOffLimitC", 52.5}}, false, 52.5},
+        {"end beats limit", {{"fanOffRangeEndC", 48}, {"fanOffLimitC", 60}}, false, 48.0},
+        {"current beats old",
+         {{"isFanOffThresholdEnabled", false},
+          {"isFanOffRangeEnabled", true},
+          {"fanOffThresholdC", 40},
+          {"fanOffRangeEndC", 60}},
+         false,
+         40.0},
+        {"clamped into the bounds", {{"fanOffRangeEndC", 99}}, false, 85.0},
+        {"nulls count as absent",
+         {{"isFanOffThresholdEnabled", nullptr}, {"fanOffThresholdC", nullptr}},
+         false,
+         45.0},
+        {"none given", nlohmann::json::object(), false, 45.0},
+    };
+    for (const Case& c : cases) {
+        storeEdited([&](nlohmann::json& document) {
+            document.erase("isFanOffThresholdEnabled");
+            document.erase("fanOffThresholdC");
+            document.update(c.fields);
+        });
+        const auto loaded = preferences.loadProfile();
+        ASSERT_TRUE(loaded.has_value()) << c.label;
+        EXPECT_EQ(loaded->isFanOffThresholdEnabled, c.expectedEnabled) << c.label;
+        EXPECT_EQ(loaded->fanOffThresholdC, c.expectedThresholdC) << c.label;
+
+        preferences.saveProfile(*loaded);
+        const auto written = nlohmann::json::parse(*defaults->dataText(kProfileKey));
+        for (const char* old : {"isFanOffRangeEnabled", "fanOffRangeEndC", "fanOffLimitC"}) {
+            EXPECT_FALSE(written.contains(old)) << c.label << " " << old;
+        }
+    }
+
+    // Without any threshold key the default is capped by a short temperature axis.
+    storeEdited([](nlohmann::json& document) {
+        document.erase("fanOffThresholdC");
+        document["temperatureAxis"]["maximum"] = 40;
+        document["points"] = nlohmann::json::array();
+    });
+    const auto shortAxis = preferences.loadProfile();
+    ASSERT_TRUE(shortAxis.has_value());
+    EXPECT_EQ(shortAxis->fanOffThresholdC, 40.0);
+    EXPECT_TRUE(shortAxis->points.empty()) << "a stored profile may have no points";
+}
+
+TEST_F(WindlarkPreferencesTest, StoredProfilesAreRepairedOnLoad) {
+    storeEdited([](nlohmann::json& document) {
+        auto& points = document["points"];
+        std::swap(points[0], points[4]);
+        points[0]["temperatureC"] = 140;
+        points[1]["rpm"] = 100;
+        document["fanOffThresholdC"] = 95;
+        document["unknownFutureKey"] = {1, 2, 3};
+    });
+    const auto loaded = preferences.loadProfile();
+    ASSERT_TRUE(loaded.has_value());
+    std::vector<std::pair<double, double>> points;
+    for (const auto& point : loaded->points) {
+        points.emplace_back(point.temperatureC, point.rpm);
+    }
+    EXPECT_EQ(points, (std::vector<std::pair<double, double>>{
+                          {35, 1400}, {52, 1200}, {68, 3400}, {82, 5000}, {100, 6200}}));
+    EXPECT_EQ(loaded->fanOffThresholdC, 85.0);
+}
+
+TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
+    using nlohmann::json;
+    const auto remove = [](const char* key) { return [=](json& d) { d.erase(key); }; };
+    const auto set = [](json::json_pointer pointer, json value) {
+        return [=](json& d) { d[pointer] = value; };
+    };
+    struct Case {
+        const char* label;
+        std::function<void(json&)> edit;
+    };
+    const std::vector<Case> edits{
+        {"no name", remove("name")},
+        {"no temperature axis", remove("temperatureAxis")},
+        {"no rpm axis", remove("rpmAxis")},
+        {"no safety limit", remove("safetyLimitC")},
+        {"no points", remove("points")},
+        {"name is a number", set(json::json_pointer("/name"), 5)},
+        {"axis is an array", set(json::json_pointer("/rpmAxis"), json::array())},
+        {"axis without unit", [](json& d) { d["temperatureAxis"].erase("unit"); }},
+        {"axis maximum is text", set(json::json_pointer("/rpmAxis/maximum"), "6200")},
+        {"enabled flag is a number", set(json::json_pointer("/isFanOffThresholdEnabled"), 1)},
+        {"old flag is text",
+         [](json& d) {
+             d.erase("isFanOffThresholdEnabled");
+             d["isFanOffRangeEnabled"] = "yes";
+         }},
+        {"threshold is text", set(json::json_pointer("/fanOffThresholdC"), "45")},
+        {"safety limit is null", set(json::json_pointer("/safetyLimitC"), nullptr)},
+        {"points is an object", set(json::json_pointer("/points"), json::object())},
+        {"point is a number", set(json::json_pointer("/points/2"), 3)},
+        {"point without id", [](json& d) { d["points"][3].erase("id"); }},
+        {"point id unparseable", set(json::json_pointer("/points/0/id"), "not-a-uuid")},
+        {"point id is a number", set(json::json_pointer("/points/0/id"), 42)},
+        {"point without rpm", [](json& d) { d["points"][1].erase("rpm"); }},
+        {"huge temperature", set(json::json_pointer("/points/1/temperatureC"), 1e300)},
+        {"huge axis", set(json::json_pointer("/temperatureAxis/minimum"), -1e200)},
+        {"huge integer", set(json::json_pointer("/safetyLimitC"), 18446744073709551615ULL)},
+    };
+    std::vector<std::pair<std::string, std::string>> texts;
+    for (const Case& c : edits) {
+        json document =
+            json::parse(*WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));
+        c.edit(document);
+        texts.emplace_back(c.label, document.dump());
+    }
+    for (const char* raw : {"", "not json", "[]", "null", "42", "{\"name\":", "{} trailing",
+                            R"({"name":"x","safetyLimitC":NaN})", "{\"name\":\"\xFF\"}",
+                            R"({"name":"x","safetyLimitC":1e400})"}) {
+        texts.emplace_back(raw, raw);
+    }
+
+    for (const auto& [label, text] : texts) {
+        defaults->setDataText(kProfileKey, text);
+        const std::size_t writes = defaults->writeCount();
+        EXPECT_FALSE(preferences.loadProfile().has_value()) << label;
+        EXPECT_EQ(defaults->dataText(kProfileKey), text) << label;
+        EXPECT_EQ(defaults->writeCount(), writes) << label;
+    }
+
+    // A string where data belongs is no profile either.
+    defaults->setString(kProfileKey,
+                        *WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));
+    EXPECT_FALSE(preferences.loadProfile().has_value());
+}
+
+TEST_F(WindlarkPreferencesTest, ProfilesThatCannotBeEncodedAreNotSaved) {
+    for (double bad :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+        WindlarkProfile profile = WindlarkProfile::balanced();
+        profile.points[2].rpm = bad;
+        preferences.saveProfile(profile);
+        profile = WindlarkProfile::balanced();
+        profile.safetyLimitC = bad;
+        preferences.saveProfile(profile);
+    }
+    WindlarkProfile badName = WindlarkProfile::balanced();
+    badName.name = "\xFF\xFE";
+    preferences.saveProfile(badName);
+    EXPECT_EQ(defaults->writeCount(), 0U);
+}
+
+TEST_F(WindlarkPreferencesTest, LanguageFallsBackToThePreferredOne) {
+    EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "nothing stored";
+    for (AppLanguage language : allCases<AppLanguage>) {
+        preferences.saveLanguage(language);
+        EXPECT_EQ(defaults->string(kLanguageKey), std::string(rawValue(language)));
+        EXPECT_EQ(preferences.loadLanguage(), language);
+    }
+    for (const char* stored : {"", "de", "EN", "zh-Hant", " en"}) {
+        defaults->setString(kLanguageKey, stored);
+        EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << '"' << stored << '"';
+    }
+    defaults->setDataText(kLanguageKey, "ko");
+    EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "data is not a string";
+}
+
+} // namespace
+} // namespace windlark
