@@ -1,0 +1,215 @@
+#include "curve/ThermalHistory.h"
+
+#include "curve/ThermalDistribution.h"
+#include "curve/ThermalHistoryWindow.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+const Timestamp kStart = Timestamp(std::chrono::seconds(1'700'000'000));
+
+Timestamp at(double seconds) {
+    return addingSeconds(kStart, seconds);
+}
+
+ThermalSnapshot snapshot(double seconds, double temperatureC = 50.0, bool isLive = true) {
+    ThermalSnapshot result;
+    result.temperatureC = temperatureC;
+    result.actualRPM = 2000.0;
+    result.targetRPM = 2100.0;
+    result.temperatureSource = "PMU tdie1";
+    result.hasLiveTemperatureTelemetry = isLive;
+    result.updatedAt = at(seconds);
+    return result;
+}
+
+std::vector<ThermalSample> samplesAt(std::initializer_list<double> temperatures) {
+    std::vector<ThermalSample> samples;
+    for (double temperatureC : temperatures) {
+        samples.emplace_back(temperatureC, 0.0, 0.0, kStart);
+    }
+    return samples;
+}
+
+std::vector<int> countsOf(const ThermalDistribution& distribution) {
+    std::vector<int> counts;
+    for (const auto& bin : distribution.bins) {
+        counts.push_back(bin.count);
+    }
+    return counts;
+}
+
+TEST(ThermalHistoryWindow, CasesDurationsAndTitles) {
+    struct Case {
+        ThermalHistoryWindow window;
+        const char* raw;
+        double seconds;
+        const char* englishTitle;
+    };
+    const std::vector<Case> cases{
+        {ThermalHistoryWindow::fiveMinutes, "fiveMinutes", 300, "5 min"},
+        {ThermalHistoryWindow::thirtyMinutes, "thirtyMinutes", 1800, "30 min"},
+        {ThermalHistoryWindow::oneHour, "oneHour", 3600, "1 hr"},
+        {ThermalHistoryWindow::twentyFourHours, "twentyFourHours", 86400, "24 hr"},
+    };
+    ASSERT_EQ(allCases<ThermalHistoryWindow>.size(), cases.size());
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const Case& c = cases[i];
+        EXPECT_EQ(allCases<ThermalHistoryWindow>[i], c.window);
+        EXPECT_EQ(rawValue(c.window), c.raw);
+        EXPECT_EQ(fromRawValue<ThermalHistoryWindow>(c.raw), c.window);
+        EXPECT_EQ(duration(c.window), c.seconds);
+        EXPECT_EQ(title(c.window, AppLanguage::english), c.englishTitle);
+        EXPECT_FALSE(title(c.window, AppLanguage::korean).empty());
+    }
+    EXPECT_EQ(ThermalHistory::retentionSeconds, duration(ThermalHistoryWindow::twentyFourHours));
+}
+
+TEST(ThermalSample, TakesTheSnapshotsReadingAndTime) {
+    EXPECT_EQ(ThermalSample(snapshot(12.5, 61.0)), ThermalSample(61.0, 2000.0, 2100.0, at(12.5)));
+}
+
+TEST(ThermalDistribution, BinsCoverTheAxisAndCountOnlySamplesOnIt) {
+    const WindlarkAxis axis{"Temperature", "C", 30.0, 100.0};
+    // 7 bins of 10 C: 30-40, 40-50, ..., 90-100.
+    const auto samples = samplesAt({
+        30.0, // axis minimum: first bin
+        39.999,
+        40.0, // either side of a bin edge
+        55.0,
+        56.0,
+        57.0,
+        58.0,  // the fullest bin
+        100.0, // axis maximum: last bin, not an eighth one
+        29.999,
+        100.001,                                  // just off the axis: not counted
+        std::numeric_limits<double>::quiet_NaN(), // not a number: not counted
+        -std::numeric_limits<double>::infinity(),
+    });
+    const ThermalDistribution distribution = ThermalDistribution::make(samples, axis, 7);
+    EXPECT_EQ(countsOf(distribution), (std::vector<int>{2, 1, 4, 0, 0, 0, 1}));
+    EXPECT_EQ(distribution.sampleCount, 8);
+    ASSERT_EQ(distribution.bins.size(), 7U);
+    for (int i = 0; i < 7; ++i) {
+        const auto& bin = distribution.bins[static_cast<std::size_t>(i)];
+        EXPECT_EQ(bin.index, i);
+        EXPECT_DOUBLE_EQ(bin.lowerBound, 30.0 + 10.0 * i);
+        EXPECT_DOUBLE_EQ(bin.upperBound, 40.0 + 10.0 * i);
+        EXPECT_DOUBLE_EQ(bin.normalizedCount, bin.count / 4.0);
+    }
+}
+
+TEST(ThermalDistribution, DegenerateRequestsStillGiveUsableBins) {
+    const WindlarkAxis axis{"Temperature", "C", 30.0, 100.0};
+    const ThermalDistribution empty = ThermalDistribution::make({}, axis, 28);
+    EXPECT_EQ(empty.bins.size(), 28U);
+    EXPECT_EQ(empty.sampleCount, 0);
+    for (const auto& bin : empty.bins) {
+        EXPECT_EQ(bin.count, 0);
+        EXPECT_EQ(bin.normalizedCount, 0.0);
+    }
+    EXPECT_DOUBLE_EQ(empty.bins.back().upperBound, 100.0);
+
+    // Zero or negative bin counts mean one bin across the whole axis.
+    for (int binCount : {0, -3}) {
+        const auto one = ThermalDistribution::make(samplesAt({30.0, 65.0, 100.0}), axis, binCount);
+        ASSERT_EQ(one.bins.size(), 1U);
+        EXPECT_EQ(one.bins[0], (ThermalDistributionBin{0, 30.0, 100.0, 3, 1.0}));
+    }
+
+    // A zero-width axis spans 1 C; one that reaches past the double range must neither
+    // crash nor lose samples.
+    const auto point = ThermalDistribution::make(samplesAt({50.0, 50.5}), {"", "", 50.0, 50.0}, 4);
+    EXPECT_EQ(countsOf(point), (std::vector<int>{1, 0, 0, 0}));
+    EXPECT_DOUBLE_EQ(point.bins.back().upperBound, 51.0);
+    const double huge = std::numeric_limits<double>::max();
+    const auto wide =
+        ThermalDistribution::make(samplesAt({-huge, 0.0, huge}), {"", "", -huge, huge}, 3);
+    EXPECT_EQ(wide.sampleCount, 3);
+}
+
+TEST(ThermalHistory, RecordsLiveReadingsAtMostEveryOneAndAHalfSeconds) {
+    ThermalHistory history;
+    EXPECT_TRUE(history.record(snapshot(0.0)));
+    EXPECT_FALSE(history.record(snapshot(1.0))) << "too soon";
+    EXPECT_FALSE(history.record(snapshot(1.4999)));
+    EXPECT_TRUE(history.record(snapshot(1.6)));
+    EXPECT_TRUE(history.record(snapshot(3.1))) << "exactly 1.5 s later";
+    EXPECT_FALSE(history.record(snapshot(10.0, 50.0, false))) << "simulated temperature";
+    EXPECT_EQ(history.lastSampleAt(), at(3.1));
+    EXPECT_EQ(history.size(), 3U);
+
+    // A clock set back waits until it passes the last sample again.
+    EXPECT_FALSE(history.record(snapshot(-100.0)));
+    EXPECT_EQ(history.size(), 3U);
+}
+
+TEST(ThermalHistory, KeepsTwentyFourHoursAndTrimsOnlyOnRecording) {
+    ThermalHistory history;
+    for (double seconds : {0.0, 100.0, 200.0}) {
+        history.record(snapshot(seconds));
+    }
+    // A snapshot without live telemetry does not trim, however late it is.
+    history.record(snapshot(200.0 + 86400.0 * 2, 50.0, false));
+    EXPECT_EQ(history.size(), 3U);
+
+    // At 86,500 s the sample of 100 s is exactly 24 hours old and stays.
+    history.record(snapshot(86500.0));
+    EXPECT_EQ(history.size(), 3U);
+    EXPECT_EQ(history.allSamples().front().recordedAt, at(100.0));
+
+    // Trimming long after the last sample empties the history.
+    history.trim(at(86500.0 + 86400.0 + 1.0));
+    EXPECT_TRUE(history.isEmpty());
+}
+
+TEST(ThermalHistory, CapsTheSampleCountDroppingTheOldestFirst) {
+    ThermalHistory history;
+    // Every 1.5 s for about 20 hours: inside the retention, but beyond the cap.
+    const std::size_t recorded = ThermalHistory::sampleLimit + 5000;
+    for (std::size_t i = 0; i < recorded; ++i) {
+        ASSERT_TRUE(history.record(snapshot(1.5 * static_cast<double>(i))));
+    }
+    EXPECT_EQ(history.size(), ThermalHistory::sampleLimit);
+    EXPECT_EQ(history.allSamples().front().recordedAt, at(1.5 * 5000));
+    EXPECT_EQ(history.allSamples().back().recordedAt, at(1.5 * static_cast<double>(recorded - 1)));
+
+    // A day at one snapshot every 2 s fills it to exactly the cap.
+    ThermalHistory day;
+    for (int i = 0; i <= 43200 + 10; ++i) {
+        day.record(snapshot(2.0 * i));
+    }
+    EXPECT_EQ(day.size(), ThermalHistory::sampleLimit);
+}
+
+TEST(ThermalHistory, WindowSelectsFromNowBackBothEndsIncluded) {
+    ThermalHistory history;
+    for (double seconds : {0.0, 1500.0, 1800.0, 3000.0, 3300.0}) {
+        history.record(snapshot(seconds, seconds / 100.0));
+    }
+    const auto temperatures = [&](ThermalHistoryWindow window, double now) {
+        std::vector<double> result;
+        for (const auto& sample : history.samples(window, at(now))) {
+            result.push_back(sample.temperatureC);
+        }
+        return result;
+    };
+    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 3300.0),
+              (std::vector<double>{30, 33}));
+    EXPECT_EQ(temperatures(ThermalHistoryWindow::thirtyMinutes, 3300.0),
+              (std::vector<double>{15, 18, 30, 33}));
+    EXPECT_EQ(temperatures(ThermalHistoryWindow::oneHour, 3300.0),
+              (std::vector<double>{0, 15, 18, 30, 33}));
+    // "Now" is the snapshot's time: later samples are not in an earlier view.
+    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 1800.0),
+              (std::vector<double>{15, 18}));
+}
+
+} // namespace
+} // namespace windlark
