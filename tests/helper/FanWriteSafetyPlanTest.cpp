@@ -1,0 +1,123 @@
+#include "helper/FanWriteSafetyPlan.h"
+
+#include <array>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+using Status = FanWriteSafetyStatus;
+
+FanHardwareCapabilities oneFan(std::optional<double> minimum, std::optional<double> maximum,
+                               std::optional<double> current) {
+    return FanHardwareCapabilities::make(1, minimum, maximum, current, "test");
+}
+
+// Inputs in requirement order 4...11 (the hardware ones come from the capabilities).
+using Flags = std::array<bool, 8>;
+constexpr Flags allTrue{true, true, true, true, true, true, true, true};
+
+FanWriteSafetyPlan plan(const FanHardwareCapabilities& capabilities, const Flags& flags) {
+    return FanWriteSafetyPlan::evaluate(capabilities, flags[0], flags[1], flags[2], flags[3],
+                                        flags[4], flags[5], flags[6], flags[7]);
+}
+
+Flags without(std::initializer_list<int> requirementNumbers) {
+    Flags flags = allTrue;
+    for (int number : requirementNumbers) {
+        flags[static_cast<std::size_t>(number - 4)] = false;
+    }
+    return flags;
+}
+
+TEST(FanWriteSafetyPlan, StatusFollowsTheFirstFailingStage) {
+    const auto good = oneFan(1200, 6000, 2000);
+    struct Case {
+        const char* name;
+        FanHardwareCapabilities capabilities;
+        Flags flags;
+        Status expected;
+        std::size_t unsatisfied;
+    };
+    const std::vector<Case> cases = {
+        {"supported but zero fans",
+         FanHardwareCapabilities{
+             0, 1200.0, 6000.0, 2000.0, "x", {}, FanHardwareSupportStatus::supported},
+         allTrue, Status::unsupported, 2},
+        {"fanless machine",
+         FanHardwareCapabilities::make(0, {}, {}, {}, "x", {},
+                                       FanHardwareSupportStatus::unsupportedNoFan),
+         allTrue, Status::unsupported, 3},
+        {"nothing readable", FanHardwareCapabilities::unavailable(), allTrue, Status::unsupported,
+         3},
+        {"no range although the helper is missing too", oneFan({}, 6000, 2000), without({5, 9}),
+         Status::missingRange, 3},
+        {"equal bounds are no range", oneFan(3000, 3000, 2000), allTrue, Status::missingRange, 1},
+        {"no live RPM", oneFan(1200, 6000, {}), allTrue, Status::missingReadback, 1},
+        {"no telemetry", good, without({4}), Status::missingTelemetry, 1},
+        {"only the install", good, without({7}), Status::helperRequired, 1},
+        {"only the heartbeat", good, without({9}), Status::helperRequired, 1},
+        {"signature and reset", good, without({5, 11}), Status::helperRequired, 2},
+        {"write gate and reset", good, without({10, 11}), Status::writeGateRequired, 2},
+        {"reset only", good, without({11}), Status::resetRequired, 1},
+        {"everything", good, allTrue, Status::writeCapable, 0},
+    };
+    for (const Case& item : cases) {
+        const FanWriteSafetyPlan result = plan(item.capabilities, item.flags);
+        EXPECT_EQ(result.status, item.expected) << item.name;
+        EXPECT_EQ(result.title, title(item.expected)) << item.name;
+        EXPECT_EQ(result.detail, detail(item.expected)) << item.name;
+        ASSERT_EQ(result.requirements.size(), 11U) << item.name;
+        std::size_t unsatisfied = 0;
+        for (const auto& requirement : result.requirements) {
+            unsatisfied += requirement.isSatisfied ? 0U : 1U;
+        }
+        EXPECT_EQ(unsatisfied, item.unsatisfied) << item.name;
+    }
+}
+
+TEST(FanWriteSafetyPlan, TwoFansNeedBothRangesAndBothReadings) {
+    const FanHardwareFan fan0{0, "Fan 0", 1200.0, 6000.0, 2000.0, "x"};
+    FanHardwareFan fan1{1, "Fan 1", 1300.0, 6500.0, {}, "x"};
+    auto capabilities = FanHardwareCapabilities::make(2, {}, {}, {}, "x", {fan0, fan1});
+    EXPECT_EQ(plan(capabilities, allTrue).status, Status::missingReadback);
+    fan1.currentRPM = 2100.0;
+    fan1.maximumRPM.reset();
+    capabilities = FanHardwareCapabilities::make(2, {}, {}, {}, "x", {fan0, fan1});
+    EXPECT_EQ(plan(capabilities, allTrue).status, Status::missingRange);
+}
+
+TEST(FanWriteSafetyPlan, RequirementTitlesAndActionMessages) {
+    const auto good = oneFan(1200, 6000, 2000);
+    const FanWriteSafetyPlan ready = plan(good, allTrue);
+    std::vector<std::string> titles;
+    for (const auto& requirement : ready.requirements) {
+        EXPECT_EQ(requirement.id(), requirement.title);
+        titles.push_back(requirement.title);
+    }
+    EXPECT_EQ(titles,
+              (std::vector<std::string>{
+                  "supported fan hardware", "hardware min/max RPM readback", "live RPM readback",
+                  "live temperature telemetry", "signed privileged helper",
+                  "ServiceManagement helper metadata", "privileged helper install verified",
+                  "trusted helper provenance", "helper heartbeat", "helper fan writes enabled",
+                  "macOS-control reset path"}));
+    EXPECT_EQ(ready.actionMessage(), "All write requirements are satisfied.");
+    EXPECT_EQ(ready.detail, "All write preflight requirements are satisfied.");
+
+    EXPECT_EQ(plan(good, without({7})).actionMessage(),
+              "Fan writes remain locked. Missing: privileged helper install verified.");
+    EXPECT_EQ(plan(good, without({9, 11})).actionMessage(),
+              "Fan writes remain locked. Missing: helper heartbeat, macOS-control reset path.");
+}
+
+TEST(FanWriteSafetyPlan, StatusRawValuesRoundTrip) {
+    for (Status status : allCases<Status>) {
+        EXPECT_EQ(fromRawValue<Status>(rawValue(status)), status);
+    }
+    EXPECT_EQ(rawValue(Status::writeGateRequired), "writeGateRequired");
+    EXPECT_EQ(title(Status::missingTelemetry), "Telemetry required");
+}
+
+} // namespace
+} // namespace windlark
