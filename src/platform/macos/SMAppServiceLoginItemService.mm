@@ -1,0 +1,57 @@
+#include "platform/macos/SMAppServiceLoginItemService.h"
+
+#import <Foundation/Foundation.h>
+#import <ServiceManagement/ServiceManagement.h>
+
+#include <string>
+
+namespace windlark {
+namespace {
+
+constexpr const char* kUnsupportedText = "Launch at login needs macOS 13 or later.";
+
+LoginItemError errorFrom(NSError* error) {
+    NSString* description = error.localizedDescription;
+    const char* text = description != nil ? description.UTF8String : nullptr;
+    return LoginItemError{text != nullptr ? std::string(text)
+                                          : std::string("The login item could not be changed.")};
+}
+
+} // namespace
+
+int SMAppServiceLoginItemService::statusCode() const {
+    if (@available(macOS 13.0, *)) {
+        @autoreleasepool {
+            return static_cast<int>(SMAppService.mainAppService.status);
+        }
+    }
+    return kNotFound;
+}
+
+std::optional<LoginItemError> SMAppServiceLoginItemService::registerApplication() {
+    if (@available(macOS 13.0, *)) {
+        @autoreleasepool {
+            NSError* error = nil;
+            if (![SMAppService.mainAppService registerAndReturnError:&error]) {
+                return errorFrom(error);
+            }
+            return std::nullopt;
+        }
+    }
+    return LoginItemError{kUnsupportedText};
+}
+
+std::optional<LoginItemError> SMAppServiceLoginItemService::unregisterApplication() {
+    if (@available(macOS 13.0, *)) {
+        @autoreleasepool {
+            NSError* error = nil;
+            if (![SMAppService.mainAppService unregisterAndReturnError:&error]) {
+                return errorFrom(error);
+            }
+            return std::nullopt;
+        }
+    }
+    return LoginItemError{kUnsupportedText};
+}
+
+} // namespace windlark

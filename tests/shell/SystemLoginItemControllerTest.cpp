@@ -1,0 +1,76 @@
+#include "shell/SystemLoginItemController.h"
+
+#include "fakes/InMemoryLoginItemService.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+TEST(SystemLoginItemController, MapsPlatformStatusAndReadsItAfreshEachTime) {
+    auto service = std::make_shared<InMemoryLoginItemService>();
+    const SystemLoginItemController controller(service);
+    const std::vector<std::pair<int, LoginItemStatus>> cases = {
+        {0, LoginItemStatus::disabled},         {1, LoginItemStatus::enabled},
+        {2, LoginItemStatus::requiresApproval}, {3, LoginItemStatus::disabled},
+        {4, LoginItemStatus::disabled},         {-1, LoginItemStatus::disabled},
+    };
+    for (const auto& [code, expected] : cases) {
+        service->code = code; // changed behind the controller's back, as in System Settings
+        EXPECT_EQ(controller.status(), expected) << code;
+    }
+}
+
+TEST(SystemLoginItemController, SwitchesOnlyWhenTheStateDiffers) {
+    struct Case {
+        int before;
+        bool isEnabling;
+        std::vector<std::string> calls;
+        LoginItemStatus after;
+    };
+    const std::vector<Case> cases = {
+        {LoginItemService::kNotRegistered, true, {"register"}, LoginItemStatus::enabled},
+        {LoginItemService::kNotFound, true, {"register"}, LoginItemStatus::enabled},
+        {LoginItemService::kRequiresApproval, true, {"register"}, LoginItemStatus::enabled},
+        {LoginItemService::kEnabled, true, {}, LoginItemStatus::enabled},
+        {LoginItemService::kEnabled, false, {"unregister"}, LoginItemStatus::disabled},
+        // A pending approval request is withdrawn.
+        {LoginItemService::kRequiresApproval, false, {"unregister"}, LoginItemStatus::disabled},
+        {LoginItemService::kNotRegistered, false, {}, LoginItemStatus::disabled},
+        {LoginItemService::kNotFound, false, {}, LoginItemStatus::disabled},
+    };
+    for (const Case& item : cases) {
+        auto service = std::make_shared<InMemoryLoginItemService>();
+        service->code = item.before;
+        SystemLoginItemController controller(service);
+        EXPECT_EQ(controller.setEnabled(item.isEnabling), std::nullopt);
+        EXPECT_EQ(service->calls, item.calls) << item.before << " " << item.isEnabling;
+        EXPECT_EQ(controller.status(), item.after) << item.before << " " << item.isEnabling;
+    }
+}
+
+TEST(SystemLoginItemController, PassesPlatformErrorsAndApprovalStateThrough) {
+    auto service = std::make_shared<InMemoryLoginItemService>();
+    SystemLoginItemController controller(service);
+
+    service->statusAfterRegister = LoginItemService::kRequiresApproval;
+    EXPECT_EQ(controller.setEnabled(true), std::nullopt);
+    EXPECT_EQ(controller.status(), LoginItemStatus::requiresApproval);
+
+    service->unregisterError = LoginItemError{"Operation not permitted"};
+    EXPECT_EQ(controller.setEnabled(false), LoginItemError{"Operation not permitted"});
+    EXPECT_EQ(controller.status(), LoginItemStatus::requiresApproval);
+
+    service->code = LoginItemService::kNotRegistered;
+    service->registerError = LoginItemError{"The operation couldn't be completed."};
+    EXPECT_EQ(controller.setEnabled(true), LoginItemError{"The operation couldn't be completed."});
+    EXPECT_EQ(controller.status(), LoginItemStatus::disabled);
+    EXPECT_EQ(service->calls, (std::vector<std::string>{"register", "unregister", "register"}));
+}
+
+} // namespace
+} // namespace windlark
