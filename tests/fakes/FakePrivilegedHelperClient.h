@@ -1,0 +1,55 @@
+#pragma once
+
+#include "helper/PrivilegedHelperClient.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace windlark {
+
+// A helper client that records what it was asked and answers from fixed results.
+class FakePrivilegedHelperClient final : public PrivilegedHelperClient {
+public:
+    struct Lease {
+        std::string kind; // "hold" or "renewal"
+        double targetRPM = 0.0;
+        std::int64_t seconds = 0;
+
+        bool operator==(const Lease&) const = default;
+    };
+
+    PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
+    PrivilegedHelperActionResult installResult{true, "Privileged helper installed.", {}};
+    PrivilegedHelperActionResult resetResult{true, "Helper reset accepted.", {}};
+    PrivilegedHelperActionResult leaseResult{true, "Helper fan lease accepted.", {}};
+    std::vector<std::string> calls;
+    std::vector<Lease> leases;
+
+    PrivilegedHelperHealth readHealth() override {
+        calls.emplace_back("readHealth");
+        return health;
+    }
+    PrivilegedHelperActionResult installPrivilegedHelper() override {
+        calls.emplace_back("install");
+        return installResult;
+    }
+    PrivilegedHelperActionResult resetToSystem() override {
+        calls.emplace_back("reset");
+        return resetResult;
+    }
+    PrivilegedHelperActionResult holdManualTargetLease(double targetRPM,
+                                                       std::int64_t holdSeconds) override {
+        calls.emplace_back("hold");
+        leases.push_back({"hold", targetRPM, holdSeconds});
+        return leaseResult;
+    }
+    PrivilegedHelperActionResult renewCurveTargetLease(double targetRPM,
+                                                       std::int64_t leaseSeconds) override {
+        calls.emplace_back("renewal");
+        leases.push_back({"renewal", targetRPM, leaseSeconds});
+        return leaseResult;
+    }
+};
+
+} // namespace windlark

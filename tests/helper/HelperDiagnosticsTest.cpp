@@ -1,0 +1,286 @@
+#include "helper/HelperDiagnostics.h"
+
+#include "fakes/FakePrivilegedHelperClient.h"
+#include "hardware/AdminHardwareProbe.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+
+namespace windlark {
+namespace {
+
+using Arguments = std::vector<std::string>;
+using HelperDiagnostics::EnvironmentLookup;
+
+EnvironmentLookup environmentOf(std::map<std::string, std::string> variables) {
+    return [variables = std::move(variables)](std::string_view name) -> std::optional<std::string> {
+        const auto found = variables.find(std::string(name));
+        if (found == variables.end()) {
+            return std::nullopt;
+        }
+        return found->second;
+    };
+}
+
+class FixedHardware final : public FanHardwareController {
+public:
+    FanHardwareCapabilities capabilities = FanHardwareCapabilities::unavailable();
+    int reads = 0;
+
+    FanHardwareCapabilities readCapabilities() override {
+        ++reads;
+        return capabilities;
+    }
+    ThermalSnapshot readSnapshot(const WindlarkProfile&, FanControlMode,
+                                 const ThermalSnapshot& previous) override {
+        return previous;
+    }
+};
+
+std::vector<std::string> splitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(HelperDiagnostics, ArgumentHelpers) {
+    const Arguments arguments = {"--target-rpm", "2400", "--hold-seconds", "7.5",
+                                 "--x",          "+12",  "--target-rpm",   "1"};
+    EXPECT_EQ(HelperDiagnostics::valueArgument("--target-rpm", arguments), "2400"); // first one
+    EXPECT_EQ(HelperDiagnostics::doubleArgument("--target-rpm", arguments), 2400.0);
+    EXPECT_EQ(HelperDiagnostics::intArgument("--hold-seconds", arguments), std::nullopt);
+    EXPECT_EQ(HelperDiagnostics::doubleArgument("--hold-seconds", arguments), 7.5);
+    EXPECT_EQ(HelperDiagnostics::intArgument("--x", arguments), 12);
+    EXPECT_EQ(HelperDiagnostics::valueArgument("--missing", arguments), std::nullopt);
+    EXPECT_EQ(HelperDiagnostics::valueArgument("1", arguments), std::nullopt); // last argument
+
+    const std::vector<std::pair<const char*, std::optional<double>>> doubles = {
+        {"2400", 2400.0},        {"-1.5", -1.5},          {"1e3", 1000.0},
+        {" 2400", std::nullopt}, {"2400 ", std::nullopt}, {"2400rpm", std::nullopt},
+        {"", std::nullopt},      {"nan", std::nullopt},   {"inf", std::nullopt},
+        {"+-3", std::nullopt}};
+    for (const auto& [text, expected] : doubles) {
+        EXPECT_EQ(HelperDiagnostics::parseDouble(text), expected) << text;
+    }
+    const std::vector<std::pair<const char*, std::optional<std::int64_t>>> integers = {
+        {"9", 9},
+        {"-4", -4},
+        {"+4", 4},
+        {"5.0", std::nullopt},
+        {"x", std::nullopt},
+        {"99999999999999999999", std::nullopt}};
+    for (const auto& [text, expected] : integers) {
+        EXPECT_EQ(HelperDiagnostics::parseInteger(text), expected) << text;
+    }
+}
+
+TEST(HelperDiagnostics, TargetSelection) {
+    struct Case {
+        const char* name;
+        Arguments arguments;
+        std::map<std::string, std::string> environment;
+        std::optional<double> currentRPM;
+        std::optional<double> expected;
+    };
+    const std::vector<Case> cases = {
+        {"rpm option unchanged", {"--target-rpm", "2400"}, {}, 1800.0, 2400.0},
+        {"rpm variable", {}, {{"WINDLARK_SMC_TARGET_RPM", "2600"}}, std::nullopt, 2600.0},
+        {"option beats variable",
+         {"--target-rpm", "2400"},
+         {{"WINDLARK_SMC_TARGET_RPM", "2600"}},
+         std::nullopt,
+         2400.0},
+        {"unparsable option falls back to the variable",
+         {"--target-rpm", "fast"},
+         {{"WINDLARK_SMC_TARGET_RPM", "2600"}},
+         std::nullopt,
+         2600.0},
+        {"delta on the current reading", {"--target-delta", "200"}, {}, 1800.0, 2000.0},
+        {"delta variable", {}, {{"WINDLARK_SMC_TARGET_DELTA", "-100"}}, 1800.0, 1700.0},
+        {"default delta", {}, {}, 1800.0, 2100.0},
+        {"no reading, no target", {"--target-delta", "200"}, {}, std::nullopt, std::nullopt},
+        {"rpm option with delta variable",
+         {"--target-rpm", "2400"},
+         {{"WINDLARK_SMC_TARGET_DELTA", "100"}},
+         1800.0,
+         std::nullopt},
+        {"both options", {"--target-rpm", "2400", "--target-delta", "1"}, {}, 1800.0, std::nullopt},
+        {"rpm option last counts as absent", {"--target-rpm"}, {}, 1800.0, 2100.0},
+    };
+    for (const Case& item : cases) {
+        EXPECT_EQ(HelperDiagnostics::requestedTargetRPM(
+                      item.arguments, environmentOf(item.environment), item.currentRPM),
+                  item.expected)
+            << item.name;
+    }
+}
+
+TEST(HelperDiagnostics, PreflightOfAnUnbundledHelper) {
+    const std::vector<std::string> expected = {
+        "helperLabel=com.quillmoor.WindlarkMac.Helper",
+        "helperPath=nil",
+        "helperBundled=false",
+        "helperSignatureValid=false",
+        "helperSigningIdentifier=nil",
+        "helperTeamIdentifier=nil",
+        "helperAppRequirement=nil",
+        "helperClientRequirement=nil",
+        "helperBlessMetadata=false",
+        "helperServiceManagementStatus=nil",
+        "helperXPCServiceName=com.quillmoor.WindlarkMac.Helper",
+        "helperXPCInterfaceName=WindlarkPrivilegedHelperXPCProtocol",
+        "helperXPCProtocolVersion=2",
+        "helperXPCListener=launchd-mach-service",
+        "helperXPCConnection=enabled",
+        "helperXPCRequestTimeoutSeconds=2",
+        "helperXPCResetTimeoutSeconds=8",
+        "helperXPCConnectionEnabled=true",
+        "helperXPCActivationState=unavailable",
+        "helperXPCContractReady=false",
+        "helperXPCActivationAllowed=false",
+        "helperXPCActivationBlockers=bundled helper, valid helper signature, ServiceManagement "
+        "helper metadata, privileged helper install verified, trusted helper provenance",
+        "helperPrivilegedInstallVerified=false",
+        "helperTrustedProvenance=false",
+        "helperHeartbeat=false",
+        "helperResetAccepted=false",
+        "helperFanWritesEnabled=false",
+        "helperDetail=Helper executable is not bundled.",
+    };
+    EXPECT_EQ(HelperDiagnostics::preflightLines(PrivilegedHelperHealth::unavailable()), expected);
+
+    PrivilegedHelperHealth health;
+    health.executablePath = "/a/helper";
+    health.isBundled = true;
+    health.signingIdentifier = "com.quillmoor.WindlarkMac.Helper";
+    health.xpcProtocolVersion = 1;
+    const auto lines = HelperDiagnostics::preflightLines(health);
+    ASSERT_EQ(lines.size(), 28U);
+    EXPECT_EQ(lines[1], "helperPath=/a/helper");
+    EXPECT_EQ(lines[4], "helperSigningIdentifier=com.quillmoor.WindlarkMac.Helper");
+    EXPECT_EQ(lines[12], "helperXPCProtocolVersion=1");
+    EXPECT_EQ(lines[18], "helperXPCActivationState=contractMismatch");
+}
+
+struct CommandRun {
+    int status = 0;
+    std::vector<std::string> lines;
+};
+
+CommandRun runCommand(HelperCommand command, const Arguments& arguments,
+                      FakePrivilegedHelperClient& client, FixedHardware& hardware,
+                      std::map<std::string, std::string> environment = {}) {
+    std::ostringstream out;
+    const HelperDiagnostics::CommandContext context{client, hardware,
+                                                    environmentOf(std::move(environment))};
+    const int status = HelperDiagnostics::run(command, arguments, context, out);
+    return {status, splitLines(out.str())};
+}
+
+TEST(HelperDiagnostics, LeaseCommandsWithoutATargetSendNothingAndExitTwo) {
+    for (HelperCommand command :
+         {HelperCommand::xpcManualTargetHold, HelperCommand::xpcCurveRenewal}) {
+        FakePrivilegedHelperClient client;
+        FixedHardware hardware;
+        const CommandRun run = runCommand(command, {"--target-delta", "100"}, client, hardware);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.lines, (std::vector<std::string>{
+                                 "success=false", "message=requires --target-rpm, --target-delta, "
+                                                  "WINDLARK_SMC_TARGET_RPM, or live current RPM"}));
+        EXPECT_TRUE(client.calls.empty());
+    }
+}
+
+TEST(HelperDiagnostics, LeaseCommandsPickTargetAndSecondsAndReportInOrder) {
+    FakePrivilegedHelperClient client;
+    client.leaseResult.dictionary = PropertyDictionary{{"fanIndex", 0}, {"accepted", true}};
+    FixedHardware hardware;
+    hardware.capabilities = FanHardwareCapabilities::make(1, 1200.0, 6000.0, 1800.0, "test");
+
+    CommandRun run =
+        runCommand(HelperCommand::xpcManualTargetHold, {"--target-rpm", "2400"}, client, hardware);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(client.leases.back(), (FakePrivilegedHelperClient::Lease{"hold", 2400.0, 5}));
+    const auto probe = AdminHardwareProbe::probeReportLines(hardware.capabilities, std::nullopt);
+    const auto preflight = HelperDiagnostics::preflightLines(client.health);
+    std::vector<std::string> expected = {"success=true", "message=Helper fan lease accepted.",
+                                         "accepted=true", "fanIndex=0"};
+    expected.insert(expected.end(), probe.begin(), probe.end());
+    expected.insert(expected.end(), preflight.begin(), preflight.end());
+    EXPECT_EQ(run.lines, expected);
+    EXPECT_EQ(hardware.reads, 2); // before the lease and after it
+
+    run = runCommand(HelperCommand::xpcCurveRenewal, {"--target-delta", "200"}, client, hardware);
+    EXPECT_EQ(client.leases.back(), (FakePrivilegedHelperClient::Lease{"renewal", 2000.0, 15}));
+    // One report shorter than the hold: no preflight after a renewal.
+    EXPECT_EQ(run.lines.size(), 4 + probe.size());
+
+    struct SecondsCase {
+        HelperCommand command;
+        Arguments arguments;
+        std::map<std::string, std::string> environment;
+        std::int64_t expected;
+    };
+    const std::vector<SecondsCase> seconds = {
+        {HelperCommand::xpcManualTargetHold,
+         {"--hold-seconds", "abc"},
+         {{"WINDLARK_SMC_HOLD_SECONDS", "9"}},
+         9},
+        {HelperCommand::xpcManualTargetHold,
+         {"--hold-seconds", "3"},
+         {{"WINDLARK_SMC_HOLD_SECONDS", "9"}},
+         3},
+        {HelperCommand::xpcManualTargetHold,
+         {"--hold-seconds", "2.5"},
+         {{"WINDLARK_SMC_HOLD_SECONDS", "x"}},
+         5},
+        {HelperCommand::xpcManualTargetHold, {"--lease-seconds", "30"}, {}, 5},
+        {HelperCommand::xpcCurveRenewal, {}, {{"WINDLARK_SMC_LEASE_SECONDS", "20"}}, 20},
+        {HelperCommand::xpcCurveRenewal, {"--hold-seconds", "30"}, {}, 15},
+    };
+    for (const SecondsCase& item : seconds) {
+        Arguments arguments = item.arguments;
+        arguments.insert(arguments.end(), {"--target-rpm", "2400"});
+        runCommand(item.command, arguments, client, hardware, item.environment);
+        EXPECT_EQ(client.leases.back().seconds, item.expected);
+    }
+}
+
+TEST(HelperDiagnostics, InstallResetAndPreflightReports) {
+    FakePrivilegedHelperClient client;
+    client.resetResult =
+        PrivilegedHelperActionResult::failure("Timed out waiting for helper reset.");
+    FixedHardware hardware;
+    const auto preflight = HelperDiagnostics::preflightLines(client.health);
+
+    CommandRun run = runCommand(HelperCommand::xpcReset, {}, client, hardware);
+    EXPECT_EQ(run.status, 0); // a failed reset is reported, not an exit status
+    std::vector<std::string> expected = {"success=false",
+                                         "message=Timed out waiting for helper reset."};
+    expected.insert(expected.end(), preflight.begin(), preflight.end());
+    EXPECT_EQ(run.lines, expected);
+    EXPECT_EQ(client.calls, (std::vector<std::string>{"reset", "readHealth"}));
+
+    client.calls.clear();
+    run = runCommand(HelperCommand::installHelper, {}, client, hardware);
+    EXPECT_EQ(run.lines.front(), "success=true");
+    EXPECT_EQ(run.lines.size(), 2 + preflight.size());
+    EXPECT_EQ(client.calls, (std::vector<std::string>{"install", "readHealth"}));
+
+    client.calls.clear();
+    run = runCommand(HelperCommand::helperPreflight, {}, client, hardware);
+    EXPECT_EQ(run.lines, preflight);
+    EXPECT_EQ(client.calls, (std::vector<std::string>{"readHealth"}));
+    EXPECT_EQ(hardware.reads, 0);
+
+    EXPECT_EQ(HelperDiagnostics::commandForOption("--xpc-curve-renewal"),
+              HelperCommand::xpcCurveRenewal);
+    EXPECT_EQ(HelperDiagnostics::commandForOption("--print-hardware"), std::nullopt);
+}
+
+} // namespace
+} // namespace windlark
