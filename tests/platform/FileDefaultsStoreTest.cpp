@@ -1,0 +1,169 @@
+#include "platform/posix/FileDefaultsStore.h"
+
+#include "fakes/ScratchDirectory.h"
+#include "platform/DefaultsStoreFactory.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readFile(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const fs::path& path, const std::string& contents) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << contents;
+}
+
+std::vector<std::string> entriesOf(const fs::path& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        names.push_back(entry.path().filename().string());
+    }
+    return names;
+}
+
+TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
+    struct Case {
+        const char* xdgConfigHome;
+        const char* home;
+        const char* expected;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"/x/config", "/home/ann", "/x/config/windlark-mac/defaults.json"},
+             {"", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
+             {"relative/config", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
+             {"", "", ""},
+             {"", "not/absolute", ""},
+         }) {
+        EXPECT_EQ(FileDefaultsStore::standardPath(c.xdgConfigHome, c.home), fs::path(c.expected))
+            << '"' << c.xdgConfigHome << "\" \"" << c.home << '"';
+    }
+}
+
+TEST(FileDefaultsStore, ValuesSurviveAReopenByteForByte) {
+    ScratchDirectory scratch;
+    const fs::path file = scratch.path() / "config" / "windlark-mac" / "defaults.json";
+    DefaultsData everyByte;
+    for (int value = 0; value < 256; ++value) {
+        everyByte.push_back(static_cast<std::uint8_t>(value));
+    }
+    // Lengths 0 to 4 exercise every padding of the encoding.
+    const std::vector<DefaultsData> values{everyByte,    {},        {0x00},
+                                           {0xFF, 0x10}, {1, 2, 3}, {1, 2, 3, 4}};
+    {
+        FileDefaultsStore store(file);
+        EXPECT_FALSE(store.data("missing").has_value());
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            store.setData("data." + std::to_string(i), values[i]);
+        }
+        store.setString("text", "zh-Hans \xE4\xB8\xAD \"quoted\"");
+        store.setString("empty", "");
+    }
+    const FileDefaultsStore reopened(file);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        EXPECT_EQ(reopened.data("data." + std::to_string(i)), values[i]) << i;
+    }
+    EXPECT_EQ(reopened.string("text"), "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    EXPECT_EQ(reopened.string("empty"), "");
+    // Each key holds one kind of value.
+    EXPECT_FALSE(reopened.string("data.0").has_value());
+    EXPECT_FALSE(reopened.data("text").has_value());
+    // The directory holds the file only: no temporary files are left behind.
+    EXPECT_EQ(entriesOf(file.parent_path()), std::vector<std::string>{"defaults.json"});
+}
+
+TEST(FileDefaultsStore, EverySaveReplacesTheFileRatherThanRewritingIt) {
+    ScratchDirectory scratch;
+    const fs::path file = scratch.path() / "defaults.json";
+    FileDefaultsStore store(file);
+    store.setString("key", "en");
+    store.setString("other", "kept");
+    // A file rewritten in place keeps its inode, and a crash mid-write would tear it; a
+    // renamed replacement gets a new one.
+    struct stat before {};
+    ASSERT_EQ(::stat(file.c_str(), &before), 0);
+    store.setData("key", {7, 8});
+    struct stat after {};
+    ASSERT_EQ(::stat(file.c_str(), &after), 0);
+    EXPECT_NE(before.st_ino, after.st_ino);
+    EXPECT_EQ(after.st_mode & 0777, 0600U) << "settings are private to the user";
+
+    // Each key holds one kind of value; other keys are untouched.
+    EXPECT_FALSE(store.string("key").has_value());
+    EXPECT_EQ(store.data("key"), (DefaultsData{7, 8}));
+    store.setString("key", "ko");
+    EXPECT_FALSE(store.data("key").has_value());
+    EXPECT_EQ(store.string("key"), "ko");
+    EXPECT_EQ(store.string("other"), "kept");
+}
+
+TEST(FileDefaultsStore, DamagedFilesReadAsEmptyAndStayUntilTheNextWrite) {
+    ScratchDirectory scratch;
+    const fs::path file = scratch.path() / "defaults.json";
+    FileDefaultsStore store(file);
+    for (const std::string& damaged :
+         {std::string("{\"language\": \"en\""), std::string("[1, 2]"), std::string("\0\xFF", 2),
+          std::string(R"({"language": 5, "profile": {"data": "not base64!"}})"),
+          std::string(R"({"profile": {"data": "AAA"}})"), std::string(R"({"profile": "AAAA"})"),
+          std::string(R"({"profile": {"data": "A=AA"}})")}) {
+        writeFile(file, damaged);
+        EXPECT_FALSE(store.string("language").has_value()) << damaged;
+        EXPECT_FALSE(store.data("profile").has_value()) << damaged;
+        EXPECT_EQ(readFile(file), damaged) << "reading never rewrites the file";
+    }
+
+    writeFile(file, "{ torn");
+    store.setString("language", "es");
+    EXPECT_EQ(store.string("language"), "es");
+    EXPECT_EQ(readFile(file).find("torn"), std::string::npos);
+}
+
+TEST(FileDefaultsStore, UnwritableLocationsForgetSilently) {
+    ScratchDirectory scratch;
+    // A regular file where the folder should be: neither the folder nor the file can be made.
+    writeFile(scratch.path() / "blocked", "I am a file");
+    FileDefaultsStore blocked(scratch.path() / "blocked" / "windlark-mac" / "defaults.json");
+    blocked.setString("language", "en");
+    blocked.setData("profile", {1, 2, 3});
+    EXPECT_FALSE(blocked.string("language").has_value());
+    EXPECT_EQ(readFile(scratch.path() / "blocked"), "I am a file");
+
+    FileDefaultsStore nowhere{fs::path()};
+    nowhere.setString("language", "en");
+    EXPECT_FALSE(nowhere.string("language").has_value());
+}
+
+TEST(FileDefaultsStore, StandardStoreLivesUnderXdgConfigHome) {
+    ScratchDirectory scratch;
+    const char* previous = std::getenv("XDG_CONFIG_HOME");
+    const std::optional<std::string> saved =
+        previous != nullptr ? std::optional<std::string>(previous) : std::nullopt;
+    ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
+
+    makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
+    EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
+    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
+
+    if (saved) {
+        ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1);
+    } else {
+        ::unsetenv("XDG_CONFIG_HOME");
+    }
+}
+
+} // namespace
+} // namespace windlark
