@@ -1,0 +1,60 @@
+#pragma once
+
+#include "shell/InstallWorkspace.h"
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace windlark {
+
+// A session that records what the guard asks of it and answers alerts from a script.
+class FakeInstallWorkspace final : public InstallWorkspace {
+public:
+    [[nodiscard]] bool hasApplicationBundles() const override { return hasBundles; }
+    [[nodiscard]] int currentProcessIdentifier() const override { return ownProcessIdentifier; }
+    [[nodiscard]] std::vector<RunningApplication>
+    runningApplications(std::string_view bundleIdentifier) const override {
+        askedBundleIdentifiers.emplace_back(bundleIdentifier);
+        return running;
+    }
+    void activate(int processIdentifier) override { activated.push_back(processIdentifier); }
+    void bringThisApplicationForward() override { ++forwardCount; }
+    int runModalAlert(const InstallAlert& alert) override {
+        alerts.push_back(alert);
+        if (responses.empty()) {
+            return InstallAlert::kFirstButtonResponse;
+        }
+        const int response = responses.front();
+        responses.pop_front();
+        return response;
+    }
+    std::optional<std::string> launchDetached(const std::string& tool,
+                                              const std::vector<std::string>& arguments) override {
+        std::string line = tool;
+        for (const std::string& argument : arguments) {
+            line += " " + argument;
+        }
+        launches.push_back(line);
+        return launchError;
+    }
+    void openFileViewer(const std::string& directory) override { viewers.push_back(directory); }
+    void terminate() override { ++terminateCount; }
+
+    bool hasBundles = true;
+    int ownProcessIdentifier = 500;
+    std::vector<RunningApplication> running;
+    std::deque<int> responses;
+    std::optional<std::string> launchError;
+
+    mutable std::vector<std::string> askedBundleIdentifiers;
+    std::vector<int> activated;
+    std::vector<InstallAlert> alerts;
+    std::vector<std::string> launches;
+    std::vector<std::string> viewers;
+    int forwardCount = 0;
+    int terminateCount = 0;
+};
+
+} // namespace windlark

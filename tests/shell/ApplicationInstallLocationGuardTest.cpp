@@ -1,0 +1,242 @@
+#include "shell/ApplicationInstallLocationGuard.h"
+
+#include "fakes/FakeInstallFileOperations.h"
+#include "fakes/FakeInstallWorkspace.h"
+#include "fakes/ManualMainLoop.h"
+#include "shell/InstallLocationText.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace windlark {
+namespace {
+
+using Guard = ApplicationInstallLocationGuard;
+
+constexpr const char* kImageBundle = "/Volumes/Windlark Mac/Windlark Mac.app";
+constexpr const char* kInstalled = "/Applications/Windlark Mac.app";
+
+TEST(ApplicationInstallLocationGuard, DecidesFromPathVolumeAndOverride) {
+    struct Case {
+        std::string path;
+        std::optional<bool> isReadOnly; // absent: the query fails
+        std::optional<std::string> allowRunFromImage;
+        bool expected;
+    };
+    const std::vector<Case> cases = {
+        {"/Applications/Windlark Mac.app", true, std::nullopt, false},
+        {"/Applications/Windlark Mac.app/", false, std::nullopt, false},
+        {"/Applications/Utilities/Windlark Mac.app", true, std::nullopt, false},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", false, std::nullopt, true},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, std::nullopt, true},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", std::nullopt, std::nullopt, true},
+        {"/private/var/folders/xy/T/AppTranslocation/1A2B/d/Windlark Mac.app", false, std::nullopt,
+         true},
+        {"/Users/someone/Downloads/Windlark Mac.app", false, std::nullopt, false},
+        {"/Users/someone/Downloads/Windlark Mac.app", true, std::nullopt, true},
+        {"/Users/someone/Downloads/Windlark Mac.app", std::nullopt, std::nullopt, false},
+        // Standardised before the tests: these are not in /Applications at all.
+        {"/Applications/../Volumes/Image/Windlark Mac.app", false, std::nullopt, true},
+        {"/Applications/../Users/someone/Windlark Mac.app", true, std::nullopt, true},
+        {"/Applications", true, std::nullopt, true},
+        {"/Volumes/./Image/Windlark Mac.app", false, std::nullopt, true},
+        // Only exactly "1" switches the guard off.
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, "1", false},
+        {"/Users/someone/Windlark Mac.app", true, "1", false},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, "true", true},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, "yes", true},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, " 1", true},
+        {"/Volumes/Windlark Mac/Windlark Mac.app", true, "", true},
+    };
+    for (const Case& item : cases) {
+        FakeInstallFileOperations volumes;
+        volumes.readOnly[item.path] = item.isReadOnly;
+        ProcessEnvironment environment;
+        if (item.allowRunFromImage) {
+            environment.emplace(std::string(Guard::kAllowRunFromDiskImageKey),
+                                *item.allowRunFromImage);
+        }
+        EXPECT_EQ(Guard::shouldHandleLaunch(item.path, environment, volumes), item.expected)
+            << item.path
+            << " readOnly=" << (item.isReadOnly ? std::to_string(*item.isReadOnly) : "?")
+            << " override=" << item.allowRunFromImage.value_or("<unset>");
+    }
+}
+
+class GuardFlowTest : public ::testing::Test {
+protected:
+    Guard makeGuard(std::string bundle = kImageBundle,
+                    AppLanguage language = AppLanguage::english) {
+        return Guard(std::move(bundle), "com.quillmoor.WindlarkMac", files, workspace, language);
+    }
+    void SetUp() override { files.items[kImageBundle] = "new"; }
+
+    [[nodiscard]] std::vector<std::string> stagingLeftovers() const {
+        std::vector<std::string> leftovers;
+        for (const auto& [path, contents] : files.items) {
+            if (path.starts_with("/tmp/user/")) {
+                leftovers.push_back(path);
+            }
+        }
+        return leftovers;
+    }
+
+    FakeInstallFileOperations files;
+    FakeInstallWorkspace workspace;
+};
+
+TEST_F(GuardFlowTest, OffersTheMoveOnTheMainLoopOnlyWhenNeeded) {
+    ManualMainLoop loop;
+    makeGuard("/Applications/Windlark Mac.app").handleDiskImageLaunchIfNeeded({}, loop);
+    EXPECT_EQ(loop.pendingTaskCount(), 0U);
+
+    workspace.hasBundles = false; // Linux: nothing to move, whatever the path
+    EXPECT_FALSE(makeGuard().shouldHandleLaunch(ProcessEnvironment{}));
+    makeGuard().handleDiskImageLaunchIfNeeded({}, loop);
+    EXPECT_EQ(loop.pendingTaskCount(), 0U);
+
+    workspace.hasBundles = true;
+    workspace.responses = {1001};
+    makeGuard().handleDiskImageLaunchIfNeeded({}, loop);
+    EXPECT_TRUE(workspace.alerts.empty()) << "the offer waits for the main loop";
+    loop.runPending();
+    EXPECT_EQ(workspace.forwardCount, 1);
+    ASSERT_EQ(workspace.alerts.size(), 1U);
+    EXPECT_EQ(workspace.alerts[0],
+              (InstallAlert{InstallAlert::Style::informational,
+                            "Move Windlark Mac to Applications?",
+                            "Windlark Mac is running from the disk image. Move it to Applications "
+                            "and relaunch so the helper, login item, and updates use the "
+                            "installed app.",
+                            {"Move and Relaunch", "Quit"}}));
+    // Quitting copies nothing.
+    EXPECT_EQ(workspace.terminateCount, 1);
+    EXPECT_TRUE(files.log.empty());
+    EXPECT_TRUE(workspace.launches.empty());
+}
+
+TEST_F(GuardFlowTest, MoveReplacesTheOlderCopyRelaunchesAndQuits) {
+    files.items[kInstalled] = "old";
+    auto guard = makeGuard();
+    guard.showMovePrompt();
+
+    EXPECT_EQ(files.items.at(kInstalled), "new");
+    EXPECT_EQ(files.trash, std::vector<std::string>{"old"});
+    EXPECT_TRUE(stagingLeftovers().empty());
+    ASSERT_EQ(files.log.size(), 3U);
+    // The copy goes to a fresh staging place first and only then under the final name.
+    const std::string copyPrefix =
+        std::string("copy ") + kImageBundle + " -> /tmp/user/Windlark Mac-";
+    EXPECT_TRUE(files.log[0].starts_with(copyPrefix)) << files.log[0];
+    EXPECT_TRUE(files.log[0].ends_with(".app")) << files.log[0];
+    EXPECT_EQ(files.log[0].size(), copyPrefix.size() + 36 + 4);
+    EXPECT_EQ(files.log[1], std::string("trash ") + kInstalled);
+    EXPECT_TRUE(files.log[2].ends_with(std::string(" -> ") + kInstalled)) << files.log[2];
+
+    EXPECT_EQ(workspace.launches,
+              std::vector<std::string>{std::string("/usr/bin/open ") + kInstalled});
+    EXPECT_EQ(workspace.alerts.size(), 1U) << "no failure alert";
+    EXPECT_EQ(workspace.terminateCount, 1);
+
+    // Each install stages under a new name.
+    files.items.erase(kInstalled);
+    ASSERT_EQ(guard.installCurrentBundle(), (Guard::InstallResult{kInstalled, std::nullopt}));
+    EXPECT_NE(files.log[0].substr(copyPrefix.size()), files.log[4].substr(copyPrefix.size()));
+}
+
+TEST_F(GuardFlowTest, BringsARunningInstalledCopyForwardInsteadOfCopying) {
+    workspace.running = {
+        {500, std::string(kInstalled)},                        // this very process
+        {600, std::string("/Users/someone/Windlark Mac.app")}, // another copy, elsewhere
+        {700, std::nullopt},
+        {800, std::string("/Applications/./Windlark Mac.app/")},
+    };
+    auto guard = makeGuard();
+    EXPECT_EQ(guard.runningInstalledApplication(),
+              (RunningApplication{800, std::string("/Applications/./Windlark Mac.app/")}));
+    guard.moveAndRelaunch();
+    EXPECT_EQ(workspace.askedBundleIdentifiers.back(), "com.quillmoor.WindlarkMac");
+    EXPECT_EQ(workspace.activated, std::vector<int>{800});
+    EXPECT_TRUE(files.log.empty());
+    EXPECT_EQ(workspace.terminateCount, 1);
+
+    workspace.running.pop_back();
+    EXPECT_EQ(guard.runningInstalledApplication(), std::nullopt);
+}
+
+TEST_F(GuardFlowTest, AFailureAtAnyStepLeavesNoHalfCopyAndExplainsItself) {
+    struct Case {
+        std::string failingOperation;
+        bool isOldCopyPresent;
+        std::optional<std::string> expectedInstalled; // what stands under the final name after
+    };
+    const std::vector<Case> cases = {
+        {"copy", true, "old"},         {"copy", false, std::nullopt}, {"trash", true, "old"},
+        {"move", true, std::nullopt}, // the old copy is already in the Trash
+        {"move", false, std::nullopt}, {"launch", true, "new"},
+    };
+    for (const Case& item : cases) {
+        SCOPED_TRACE(item.failingOperation + (item.isOldCopyPresent ? " with old copy" : ""));
+        files = FakeInstallFileOperations();
+        workspace = FakeInstallWorkspace();
+        files.items[kImageBundle] = "new";
+        if (item.isOldCopyPresent) {
+            files.items[kInstalled] = "old";
+        }
+        files.isFailingCopyPartial = true;
+        const std::string error = "The disk is full (" + item.failingOperation + ").";
+        if (item.failingOperation == "launch") {
+            workspace.launchError = error;
+        } else {
+            files.failures[item.failingOperation] = error;
+        }
+
+        makeGuard(kImageBundle, AppLanguage::spanish).moveAndRelaunch();
+
+        EXPECT_TRUE(stagingLeftovers().empty());
+        if (item.expectedInstalled) {
+            EXPECT_EQ(files.items.at(kInstalled), *item.expectedInstalled);
+        } else {
+            EXPECT_FALSE(files.items.contains(kInstalled));
+        }
+        ASSERT_EQ(workspace.alerts.size(), 1U);
+        EXPECT_EQ(workspace.alerts[0],
+                  (InstallAlert{InstallAlert::Style::warning,
+                                "No se pudo mover Windlark Mac",
+                                "Mueve Windlark Mac.app manualmente a Applications y ábrelo desde "
+                                "Applications.\n\n" +
+                                    error,
+                                {"Salir"}}));
+        EXPECT_EQ(workspace.viewers, std::vector<std::string>{"/Applications"});
+        EXPECT_EQ(workspace.terminateCount, 1);
+        EXPECT_EQ(workspace.launches.size(), item.failingOperation == "launch" ? 1U : 0U);
+    }
+}
+
+TEST(InstallLocationText, EveryLanguageHasEveryTextAndKeepsTheFolderName) {
+    for (AppLanguage language : allCases<AppLanguage>) {
+        for (auto text : {InstallLocationText::title, InstallLocationText::message,
+                          InstallLocationText::moveButton, InstallLocationText::quitButton,
+                          InstallLocationText::failureTitle, InstallLocationText::failureMessage}) {
+            EXPECT_FALSE(localizedText(text, language).empty()) << rawValue(language);
+        }
+        for (auto text : {InstallLocationText::title, InstallLocationText::message,
+                          InstallLocationText::failureMessage}) {
+            EXPECT_NE(localizedText(text, language).find("Applications"), std::string::npos)
+                << rawValue(language);
+        }
+        const std::string message = localizedFailureMessage(language, "Operation not permitted");
+        EXPECT_TRUE(message.ends_with("\n\nOperation not permitted")) << message;
+        EXPECT_EQ(message.find("%@"), std::string::npos);
+    }
+    EXPECT_EQ(localizedText(InstallLocationText::title, AppLanguage::chineseSimplified),
+              "要将 Windlark Mac 移到 Applications 吗？");
+    EXPECT_EQ(
+        localizedFailureMessage(AppLanguage::korean, "%@ x"),
+        "Windlark Mac.app을 Applications로 직접 옮긴 뒤 Applications에서 열어주세요.\n\n%@ x");
+}
+
+} // namespace
+} // namespace windlark
