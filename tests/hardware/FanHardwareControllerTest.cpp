@@ -1,0 +1,149 @@
+#include "fakes/FakeSMCBus.h"
+#include "fakes/FakeTemperatureSensors.h"
+#include "fakes/ManualClock.h"
+#include "hardware/HIDTemperatureTelemetryClient.h"
+#include "hardware/MockFanHardwareController.h"
+#include "hardware/SMCFanHardwareController.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+constexpr double kReferenceDate = 978307200.0;
+
+struct Rig {
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<FakeTemperatureSensors> sensors = std::make_shared<FakeTemperatureSensors>();
+    std::shared_ptr<FakeSMCBus> bus = std::make_shared<FakeSMCBus>();
+
+    std::unique_ptr<SMCFanHardwareController> controller(bool withSMC,
+                                                         MacHardwareModel model = {}) {
+        return std::make_unique<SMCFanHardwareController>(
+            std::make_unique<MockFanHardwareController>(clock),
+            std::make_shared<HIDTemperatureTelemetryClient>(sensors),
+            withSMC ? SMCReadOnlyClient::open(bus) : nullptr, std::move(model), clock);
+    }
+};
+
+TEST(MockFanHardwareController, FollowsTheWaveAndApproachesItsTarget) {
+    auto clock = std::make_shared<ManualClock>();
+    MockFanHardwareController mock(clock);
+    EXPECT_EQ(mock.readCapabilities(), FanHardwareCapabilities::unavailable());
+
+    const double seconds = 1000.0;
+    clock->set(Timestamp{} +
+               std::chrono::duration_cast<Timestamp::duration>(Seconds(kReferenceDate + seconds)));
+    const double expectedTemperature =
+        58.0 + 12.0 * std::sin(seconds / 8.0) + 3.0 * std::sin(seconds / 2.8);
+    ThermalSnapshot previous;
+    previous.actualRPM = 1000.0;
+    const auto system =
+        mock.readSnapshot(WindlarkProfile::balanced(), FanControlMode::system, previous);
+    EXPECT_NEAR(system.temperatureC, expectedTemperature, 1e-6);
+    EXPECT_NEAR(system.targetRPM, (expectedTemperature - 45.0) * 38.0 + 1900.0, 1e-6);
+    EXPECT_NEAR(system.actualRPM, 1000.0 + (system.targetRPM - 1000.0) * 0.22, 1e-9);
+    EXPECT_EQ(system.temperatureSource, "Mock temperature simulation");
+    EXPECT_FALSE(system.hasLiveTemperatureTelemetry);
+    EXPECT_EQ(system.updatedAt, clock->now());
+
+    const WindlarkProfile profile = WindlarkProfile::balanced();
+    const auto curve = mock.readSnapshot(profile, FanControlMode::curve, previous);
+    EXPECT_DOUBLE_EQ(curve.targetRPM, profile.targetRPM(curve.temperatureC));
+
+    // 22 % of the way: 1000 toward 2000 is 1220 whatever the wave does.
+    ThermalSnapshot settled;
+    settled.actualRPM = 1000.0;
+    for (double t = 0; t < 100; t += 7.3) {
+        clock->advance(7.3);
+        const auto next = mock.readSnapshot(profile, FanControlMode::curve, settled);
+        EXPECT_GE(next.temperatureC, 43.0);
+        EXPECT_LE(next.temperatureC, 73.0);
+        EXPECT_NEAR(next.actualRPM - 1000.0, (next.targetRPM - 1000.0) * 0.22, 1e-9);
+    }
+}
+
+TEST(SMCFanHardwareController, WithoutHardwareRunsOnTheSimulation) {
+    Rig rig;
+    auto controller = rig.controller(false);
+    const WindlarkProfile profile = WindlarkProfile::balanced();
+    ThermalSnapshot previous;
+    previous.actualRPM = 1500.0;
+    const auto snapshot = controller->readSnapshot(profile, FanControlMode::curve, previous);
+    MockFanHardwareController mock(rig.clock);
+    const auto simulated = mock.readSnapshot(profile, FanControlMode::curve, previous);
+    EXPECT_EQ(snapshot, simulated);
+    EXPECT_FALSE(snapshot.hasLiveTemperatureTelemetry);
+    EXPECT_EQ(controller->readCapabilities(), FanHardwareCapabilities::unavailable());
+}
+
+TEST(SMCFanHardwareController, LiveValuesReplaceSimulatedOnes) {
+    Rig rig;
+    rig.sensors->services = {TemperatureSensorService{"PMU tdie1", 70.0}};
+    WindlarkProfile profile = WindlarkProfile::balanced();
+    ThermalSnapshot previous;
+    previous.actualRPM = 1500.0;
+
+    // Temperature live, no RPM key: the fan speed stays simulated.
+    rig.bus->setKey("FNum", "ui8 ", {1});
+    auto controller = rig.controller(true);
+    MockFanHardwareController mock(rig.clock);
+    const auto simulated = mock.readSnapshot(profile, FanControlMode::system, previous);
+    auto snapshot = controller->readSnapshot(profile, FanControlMode::system, previous);
+    EXPECT_EQ(snapshot.temperatureC, 70.0);
+    EXPECT_EQ(snapshot.temperatureSource, "IOHID PMU max (PMU tdie1)");
+    EXPECT_TRUE(snapshot.hasLiveTemperatureTelemetry);
+    EXPECT_EQ(snapshot.actualRPM, simulated.actualRPM);
+    EXPECT_EQ(snapshot.targetRPM, snapshot.actualRPM);
+
+    rig.bus->setKey("F0Ac", "fpe2", {0x17, 0x70});
+    snapshot = controller->readSnapshot(profile, FanControlMode::system, previous);
+    EXPECT_EQ(snapshot.actualRPM, 1500.0);
+    EXPECT_EQ(snapshot.targetRPM, 1500.0);
+
+    snapshot = controller->readSnapshot(profile, FanControlMode::curve, previous);
+    EXPECT_EQ(snapshot.targetRPM, profile.targetRPM(70.0));
+
+    // Safety preview asks for the top of the axis even where the curve asks for less.
+    rig.sensors->services = {TemperatureSensorService{"PMU tdie1", 30.0}};
+    snapshot = controller->readSnapshot(profile, FanControlMode::safety, previous);
+    EXPECT_LT(profile.targetRPM(30.0), profile.rpmAxis.maximum);
+    EXPECT_EQ(snapshot.targetRPM, profile.rpmAxis.maximum);
+}
+
+TEST(SMCFanHardwareController, CatalogReplacesReadingsWithoutARange) {
+    struct Case {
+        MacHardwareModel model;
+        std::string expectedSource;
+    };
+    const Case cases[] = {
+        {{"Mac17,2", std::nullopt}, "Mac17,2 built-in fan preset"},
+        {{"MacBookAir10,1", std::nullopt},
+         "MacBook Air models are treated as fanless and unsupported."},
+        {{"Mac16,10", "Mac mini"}, "AppleSMCKeysEndpoint read-only"},
+    };
+    for (const Case& c : cases) {
+        Rig rig;
+        rig.bus->setKey("FNum", "ui8 ", {1});
+        rig.bus->setKey("F0Ac", "fpe2", {0x17, 0x70});
+        EXPECT_EQ(rig.controller(true, c.model)->readCapabilities().source, c.expectedSource);
+    }
+
+    // A usable range is never replaced, nor is an SMC that says there is no fan.
+    Rig rig;
+    rig.bus->setKey("FNum", "ui8 ", {1});
+    rig.bus->setKey("F0Mn", "fpe2", {0x0F, 0xA0});
+    rig.bus->setKey("F0Mx", "fpe2", {0x3A, 0x98});
+    EXPECT_EQ(rig.controller(true, {"Mac17,2", std::nullopt})->readCapabilities().source,
+              "AppleSMCKeysEndpoint read-only");
+    rig.bus->setKey("FNum", "ui8 ", {0});
+    EXPECT_EQ(rig.controller(true, {"Mac17,2", std::nullopt})->readCapabilities().supportStatus,
+              FanHardwareSupportStatus::unsupportedNoFan);
+    // Without an SMC the simulation's "unavailable" is replaced too.
+    EXPECT_EQ(rig.controller(false, {"Mac17,2", std::nullopt})->readCapabilities().maximumRPM,
+              6550.0);
+}
+
+} // namespace
+} // namespace windlark

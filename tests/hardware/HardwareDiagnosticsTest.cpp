@@ -1,0 +1,150 @@
+#include "hardware/HardwareDiagnostics.h"
+
+#include "fakes/FakeChildProcessRunner.h"
+#include "fakes/FakeRegistryReader.h"
+#include "fakes/FakeSMCBus.h"
+#include "fakes/FakeTemperatureSensors.h"
+#include "fakes/ManualClock.h"
+#include "hardware/SimulatedRegistryReader.h"
+#include "hardware/SimulatedSMCBus.h"
+#include "hardware/SimulatedTemperatureSensors.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace windlark {
+namespace {
+
+struct Rig {
+    std::shared_ptr<FakeSMCBus> bus = std::make_shared<FakeSMCBus>();
+    std::shared_ptr<FakeChildProcessRunner> runner = std::make_shared<FakeChildProcessRunner>();
+    std::shared_ptr<FakeRegistryReader> registry = std::make_shared<FakeRegistryReader>();
+
+    HardwareEnvironment environment() const {
+        return {bus,
+                std::make_shared<FakeTemperatureSensors>(),
+                registry,
+                runner,
+                std::make_shared<ManualClock>(),
+                nullptr};
+    }
+};
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const auto& line : lines) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+bool has(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+TEST(HardwareDiagnostics, NoSMCPrintsTheUnavailableReport) {
+    Rig rig;
+    rig.bus->services.clear();
+    const auto plain = HardwareDiagnostics::printHardwareReport(rig.environment(), {});
+    EXPECT_EQ(plain.size(), 8U);
+    EXPECT_EQ(plain.back(), "supportStatus=unavailable");
+
+    const auto debug = HardwareDiagnostics::printHardwareReport(
+        rig.environment(), {"--print-hardware", "--smc-debug", "--temperature-debug"});
+    EXPECT_EQ(
+        std::vector<std::string>(debug.begin() + 8, debug.end()),
+        (std::vector<std::string>{"smcService=unavailable", "smcFanControlKeyProbe=unavailable",
+                                  "temperatureTelemetry=unavailable"}));
+    EXPECT_TRUE(rig.runner->calls.empty());
+}
+
+TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
+    struct Case {
+        std::optional<ChildProcessOutcome> outcome;
+        std::string fallbackLine;
+        std::string sourceLine;
+    };
+    const Case cases[] = {
+        {ChildProcessOutcome{std::nullopt, 0, "fRMN,2317\nfRMX,6550 rpm\n", ""},
+         "fallback=smcDiagnose applied", "source=smcDiagnose fRMN/fRMX read-only"},
+        {ChildProcessOutcome{std::nullopt, 0, "nothing useful", ""},
+         "fallback=smcDiagnose unreadable", "source=Mac17,2 built-in fan preset"},
+        {ChildProcessOutcome{std::nullopt, 1, "", "not\npermitted"},
+         "fallback=smcDiagnose failed: not permitted", "source=Mac17,2 built-in fan preset"},
+        {std::nullopt,
+         "fallback=smcDiagnose failed: could not start /usr/libexec/smcDiagnose: No such file or "
+         "directory",
+         "source=Mac17,2 built-in fan preset"},
+    };
+    for (const Case& c : cases) {
+        Rig rig;
+        rig.bus->setKey("FNum", "ui8 ", {1});
+        rig.registry->properties[{RegistryEntry::deviceTreeRoot, "model"}] = std::string("Mac17,2");
+        if (c.outcome) {
+            rig.runner->outcomes["/usr/libexec/smcDiagnose"] = *c.outcome;
+        }
+        const auto lines = HardwareDiagnostics::printHardwareReport(
+            rig.environment(), {"--print-hardware", "--smc-diagnose-fallback"});
+        EXPECT_EQ(lines.back(), c.fallbackLine);
+        EXPECT_TRUE(has(lines, c.sourceLine)) << c.sourceLine;
+    }
+
+    // A real range from the SMC needs no fallback: nothing runs and no status prints.
+    Rig rig;
+    rig.bus->setKey("FNum", "ui8 ", {1});
+    rig.bus->setKey("F0Mn", "fpe2", {0x0F, 0xA0});
+    rig.bus->setKey("F0Mx", "fpe2", {0x3A, 0x98});
+    const auto lines = HardwareDiagnostics::printHardwareReport(
+        rig.environment(), {"--smc-diagnose-fallback", "--smc-debug", "--smc-write-debug"});
+    EXPECT_TRUE(rig.runner->calls.empty());
+    EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.starts_with("fallback=");
+    }));
+    // Fan keys, then the control keys for --smc-debug, then again for --smc-write-debug.
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "smcFanControlKeyProbe=read-only"), 2);
+    EXPECT_EQ(lines[13], "smcService=AppleSMCKeysEndpoint");
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    return contents.str();
+}
+
+TEST(HardwareDiagnostics, SimulatedMachinesRoundTripThroughTheProbeReport) {
+    int machines = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("examples/machines")) {
+        if (entry.path().extension() != ".json") {
+            continue;
+        }
+        ++machines;
+        auto clock = std::make_shared<ManualClock>();
+        auto parsed = SimulatedMachine::parse(readFile(entry.path()), clock);
+        ASSERT_TRUE(parsed.machine) << entry.path() << ": " << parsed.error;
+        const HardwareEnvironment environment{
+            std::make_shared<SimulatedSMCBus>(parsed.machine),
+            std::make_shared<SimulatedTemperatureSensors>(parsed.machine),
+            std::make_shared<SimulatedRegistryReader>(parsed.machine),
+            std::make_shared<FakeChildProcessRunner>(),
+            clock,
+            parsed.machine};
+        const auto expected =
+            HardwareDiagnostics::makeSMCFanHardwareController(environment)->readCapabilities();
+        for (const std::vector<std::string>& arguments :
+             {std::vector<std::string>{"--print-hardware"},
+              {"--print-hardware", "--smc-debug", "--smc-write-debug", "--temperature-debug",
+               "--smc-diagnose-fallback"}}) {
+            const auto report = HardwareDiagnostics::printHardwareReport(environment, arguments);
+            EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput(joined(report)), expected)
+                << entry.path();
+        }
+    }
+    EXPECT_GE(machines, 4);
+}
+
+} // namespace
+} // namespace windlark

@@ -1,0 +1,207 @@
+#include "hardware/SMCReadOnlyClient.h"
+
+#include "fakes/FakeSMCBus.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+std::shared_ptr<FakeSMCBus> busWithFans() {
+    auto bus = std::make_shared<FakeSMCBus>();
+    bus->setKey("FNum", "ui8 ", {0x02});
+    bus->setKey("F0Mn", "flt ", {0x00, 0x00, 0x7A, 0x44}); // 1000
+    bus->setKey("F0Mx", "flt ", {0x00, 0x20, 0x99, 0x45}); // 4900
+    bus->setKey("F0Ac", "fpe2", {0x17, 0x70});             // 1500
+    bus->setKey("F1Mn", "ui16", {0x04, 0xB0});             // 1200
+    return bus;
+}
+
+TEST(SMCReadOnlyClient, RecordLayoutMatchesTheDriver) {
+    SMCKeyData data;
+    data.key = 0x11223344;
+    data.version.release = 0x5566;
+    data.powerLimitData.memPLimit = 0x778899AA;
+    data.keyInfo.dataSize = 0xBBCCDDEE;
+    data.keyInfo.dataType = 0x0102A0B0;
+    data.keyInfo.dataAttributes = 0xC1;
+    data.result = 0xD1;
+    data.data8 = 0xE1;
+    data.data32 = 0xF1F2F3F4;
+    data.bytes[0] = 0x0A;
+    data.bytes[31] = 0x0B;
+    unsigned char raw[80];
+    static_assert(sizeof(raw) == sizeof(SMCKeyData));
+    std::memcpy(raw, &data, sizeof(raw));
+    const std::pair<std::size_t, unsigned char> expected[] = {
+        {0, 0x44},  {3, 0x11},  {8, 0x66},  {9, 0x55},  {10, 0x00}, {24, 0xAA}, {27, 0x77},
+        {28, 0xEE}, {31, 0xBB}, {32, 0xB0}, {35, 0x01}, {36, 0xC1}, {40, 0xD1}, {41, 0x00},
+        {42, 0xE1}, {43, 0x00}, {44, 0xF4}, {47, 0xF1}, {48, 0x0A}, {79, 0x0B}};
+    for (const auto& [offset, value] : expected) {
+        EXPECT_EQ(raw[offset], value) << "offset " << offset;
+    }
+}
+
+TEST(SMCReadOnlyClient, KeyCodesPackFirstCharacterHigh) {
+    EXPECT_EQ(SMCReadOnlyClient::smcKeyCode("FNum"), 0x464E756DU);
+    EXPECT_EQ(SMCReadOnlyClient::fourCharacterString(0x464E756DU), "FNum");
+    EXPECT_EQ(SMCReadOnlyClient::fourCharacterString(SMCReadOnlyClient::smcKeyCode("FS! ")),
+              "FS! ");
+    EXPECT_EQ(SMCReadOnlyClient::displayKey("FS! "), "FS!<space>");
+}
+
+TEST(SMCReadOnlyClient, OpensTheEndpointFirstAndClosesOnDestruction) {
+    auto bus = busWithFans();
+    bus->services = {{"AppleSMC", "AppleSMC", {}}, {"AppleSMCKeysEndpoint", "x", {}}};
+    {
+        auto client = SMCReadOnlyClient::open(bus);
+        ASSERT_TRUE(client);
+        EXPECT_EQ(client->serviceClassName(), "AppleSMCKeysEndpoint");
+        EXPECT_EQ(bus->releasedServices, 1);
+    }
+    EXPECT_TRUE(bus->openConnections.empty());
+
+    // The endpoint refuses to open: fall back to the classic service.
+    bus->services = {{"AppleSMCKeysEndpoint", "x", {{0, KernelResult::notPrivileged}}},
+                     {"AppleSMC", "AppleSMC", {}}};
+    EXPECT_EQ(SMCReadOnlyClient::open(bus)->serviceClassName(), "AppleSMC");
+
+    bus->services.clear();
+    EXPECT_FALSE(SMCReadOnlyClient::open(bus));
+}
+
+TEST(SMCReadOnlyClient, ReadsKeysWithTwoCalls) {
+    auto bus = busWithFans();
+    bus->keys["LONG"] = {"ch8*", std::vector<std::uint8_t>(40, 0x61), 40};
+    auto client = SMCReadOnlyClient::open(bus);
+    auto value = client->readValue("LONG");
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value->dataSize, 32);
+    EXPECT_EQ(value->bytes.size(), 32U);
+    EXPECT_EQ(value->dataType, "ch8*");
+
+    // The read asks for the size the info call reported.
+    ASSERT_EQ(bus->requests.size(), 2U);
+    EXPECT_EQ(bus->requests[0].data8, 9);
+    EXPECT_EQ(bus->requests[0].key, 0x4C4F4E47U);
+    EXPECT_EQ(bus->requests[1].data8, 5);
+    EXPECT_EQ(bus->requests[1].keyInfo.dataSize, 40U);
+
+    EXPECT_FALSE(client->readValue("NONE"));
+    bus->readResultFailures["F0Mn"] = 0x85;
+    EXPECT_FALSE(client->readValue("F0Mn"));
+    bus->readKernelFailures["F0Mx"] = KernelResult::notPermitted;
+    EXPECT_FALSE(client->readValue("F0Mx"));
+}
+
+TEST(SMCReadOnlyClient, DecodesRPMByType) {
+    struct Case {
+        const char* type;
+        std::vector<std::uint8_t> bytes;
+        std::optional<double> expected;
+    };
+    const Case cases[] = {
+        {"fpe2", {0x5D, 0xC0}, 6000.0},
+        {"flt ", {0x00, 0x00, 0xBB, 0x44}, 1496.0},
+        {"flt\n", {0x00, 0x00, 0xBB, 0x44}, 1496.0},
+        {"flt ", {0x00, 0x00, 0xBB}, std::nullopt},
+        {"ui16", {0x05, 0xDC}, 1500.0},
+        {"sp78", {0x05, 0xDC, 0xFF}, 1500.0},
+        {"ui8 ", {0x05}, std::nullopt},
+        {"fpe2", {}, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        auto bus = std::make_shared<FakeSMCBus>();
+        bus->setKey("F0Ac", c.type, c.bytes);
+        EXPECT_EQ(SMCReadOnlyClient::open(bus)->readRPM("F0Ac"), c.expected) << c.type;
+    }
+}
+
+TEST(SMCReadOnlyClient, FanCountAndCapabilities) {
+    auto bus = busWithFans();
+    bus->setKey("FNum", "ui16", {0x00, 0x02});
+    auto client = SMCReadOnlyClient::open(bus);
+    EXPECT_EQ(client->readFanCount(), 2);
+
+    const auto capabilities = client->readCapabilities();
+    EXPECT_EQ(capabilities.fanCount, 2);
+    EXPECT_EQ(capabilities.source, "AppleSMCKeysEndpoint read-only");
+    ASSERT_EQ(capabilities.fans.size(), 2U);
+    EXPECT_EQ(capabilities.fans[0].currentRPM, 1500.0);
+    EXPECT_EQ(capabilities.fans[1].minimumRPM, 1200.0);
+    EXPECT_EQ(capabilities.fans[1].maximumRPM, std::nullopt); // kept, with the value absent
+    EXPECT_EQ(capabilities.minimumRPM, 1000.0);
+    EXPECT_EQ(capabilities.maximumRPM, 4900.0);
+    EXPECT_EQ(capabilities.supportStatus, FanHardwareSupportStatus::supported);
+
+    bus->setKey("FNum", "ui8 ", {0x00, 0x00});
+    const auto none = client->readCapabilities();
+    EXPECT_EQ(none.supportStatus, FanHardwareSupportStatus::unsupportedNoFan);
+    EXPECT_EQ(none.source, "No fan reported by AppleSMCKeysEndpoint");
+
+    bus->keys.erase("FNum");
+    const auto unreadable = client->readCapabilities();
+    EXPECT_EQ(unreadable.supportStatus, FanHardwareSupportStatus::unavailable);
+    EXPECT_EQ(unreadable.source, "FNum unavailable from AppleSMCKeysEndpoint");
+}
+
+TEST(SMCReadOnlyClient, DebugLinesReportEveryStep) {
+    auto bus = busWithFans();
+    bus->infoKernelFailures["F0Tg"] = KernelResult::notPrivileged;
+    auto client = SMCReadOnlyClient::open(bus);
+    EXPECT_EQ(client->debugLine("F0Ac"), "F0Ac: info=success result=0 type=fpe2 size=2 "
+                                         "read=success readResult=0 inputSize=80 bytes=[17 70]");
+    // An unknown key: the SMC's result byte shows, and the type is four zero characters.
+    EXPECT_EQ(client->debugLine("FS! "),
+              "FS!<space>: info=success result=132 type=" + std::string(4, '\0') +
+                  " size=0 read=success readResult=132 inputSize=80 "
+                  "bytes=[]");
+    EXPECT_EQ(client->debugLine("F0Tg"), "F0Tg: info=notPrivileged(-536870207) inputSize=80");
+
+    const auto fanKeys = client->debugFanKeyReport();
+    ASSERT_EQ(fanKeys.size(), 9U);
+    EXPECT_EQ(fanKeys[0], "smcService=AppleSMCKeysEndpoint");
+    EXPECT_EQ(fanKeys[1], "smcStructSize=80");
+    EXPECT_TRUE(fanKeys[8].starts_with("F1Ac: "));
+    const auto controlKeys = client->debugPotentialFanControlKeyReport();
+    ASSERT_EQ(controlKeys.size(), 10U);
+    EXPECT_TRUE(controlKeys[5].starts_with("FS!<space>: "));
+    // Nothing but info and read commands ever went out.
+    for (const SMCKeyData& request : bus->requests) {
+        EXPECT_TRUE(request.data8 == 9 || request.data8 == 5);
+    }
+}
+
+TEST(SMCReadOnlyClient, KernelResultTexts) {
+    EXPECT_EQ(SMCReadOnlyClient::kernelResultText(0), "success");
+    EXPECT_EQ(SMCReadOnlyClient::kernelResultText(KernelResult::badArgument),
+              "badArgument(-536870206)");
+    EXPECT_EQ(SMCReadOnlyClient::kernelResultText(KernelResult::unsupported),
+              "unsupported(-536870201)");
+    EXPECT_EQ(SMCReadOnlyClient::kernelResultText(KernelResult::notPermitted),
+              "notPermitted(-536870174)");
+    EXPECT_EQ(SMCReadOnlyClient::kernelResultText(5), "kern(5)");
+}
+
+TEST(SMCReadOnlyClient, ConnectionMatrix) {
+    FakeSMCBus bus;
+    bus.setKey("FNum", "ui8 ", {0x01});
+    bus.services = {{"AppleSMC", std::nullopt, {{1, KernelResult::unsupported}}}};
+    const auto lines = SMCReadOnlyClient::debugConnectionMatrix(bus);
+    ASSERT_EQ(lines.size(), 13U);
+    EXPECT_EQ(lines[0], "AppleSMC[0] class=unknown");
+    EXPECT_EQ(lines[1], "  type=0 open=success selector=2 FNum.info=success result=0 "
+                        "type=ui8  size=1 inputSize=80");
+    EXPECT_EQ(lines[2], "  type=1 open=unsupported(-536870201)");
+    EXPECT_EQ(lines[11], "AppleSMCKeysEndpoint: no matches");
+    EXPECT_EQ(lines[12], "AppleSMCSensorDispatcher: no matches");
+    EXPECT_TRUE(bus.openConnections.empty());
+
+    bus.matchFailure = KernelResult::notPermitted;
+    EXPECT_EQ(SMCReadOnlyClient::debugConnectionMatrix(bus)[0],
+              "AppleSMC: match=notPermitted(-536870174)");
+}
+
+} // namespace
+} // namespace windlark
