@@ -1,0 +1,178 @@
+#include "helper/SimulatedHelper.h"
+
+#include "contract/WindlarkManualTargetLeaseRequest.h"
+#include "fakes/ManualClock.h"
+#include "helper/BundledPrivilegedHelperClient.h"
+#include "helper/FanWriteSafetyPlan.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace windlark {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* machineJson = R"({
+  "model": "Mac16,10",
+  "smc": {
+    "FNum": { "type": "ui8", "value": 1 },
+    "F0Mn": { "type": "flt", "value": 1000 },
+    "F0Mx": { "type": "flt", "value": 4900 },
+    "F0Ac": { "type": "flt", "value": 1650 }
+  }
+})";
+
+struct Rig {
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<SimulatedMachine> machine;
+
+    Rig() { machine = SimulatedMachine::parse(machineJson, clock).machine; }
+
+    BundledPrivilegedHelperClient client(SimulatedHelperConfiguration configuration = {}) const {
+        BundledPrivilegedHelperConfiguration clientConfiguration;
+        clientConfiguration.timeouts = {20ms, 20ms, 20ms, 20ms};
+        return BundledPrivilegedHelperClient(
+            SimulatedHelper(std::move(configuration), machine).services(), clientConfiguration);
+    }
+};
+
+TEST(SimulatedHelper, ParsesTheMachineFileSection) {
+    EXPECT_FALSE(parseSimulatedHelper(nlohmann::json::parse(machineJson)).configuration);
+    EXPECT_TRUE(parseSimulatedHelper(nlohmann::json::parse(machineJson)).error.empty());
+
+    const auto defaults = parseSimulatedHelper(nlohmann::json::parse(R"({"helper": {}})"));
+    EXPECT_EQ(defaults.configuration, SimulatedHelperConfiguration{});
+
+    const auto custom = parseSimulatedHelper(nlohmann::json::parse(
+        R"({"helper": {"hangs": true, "heartbeat": false, "fanWrites": "disabled",
+                       "teamIdentifier": null, "maximumLeaseSeconds": 30}})"));
+    ASSERT_TRUE(custom.configuration);
+    EXPECT_TRUE(custom.configuration->hangs);
+    EXPECT_FALSE(custom.configuration->hasHeartbeat);
+    EXPECT_FALSE(custom.configuration->isFanWriteGateOpen);
+    EXPECT_EQ(custom.configuration->teamIdentifier, std::nullopt);
+    EXPECT_EQ(custom.configuration->maximumLeaseSeconds, 30);
+
+    const std::vector<std::pair<const char*, const char*>> broken = {
+        {R"({"helper": []})", "helper must be an object"},
+        {R"({"helper": {"hangs": "true"}})", "helper.hangs must be a boolean"},
+        {R"({"helper": {"maximumLeaseSeconds": 1.5}})",
+         "helper.maximumLeaseSeconds must be an integer"},
+        {R"({"helper": {"fanWrites": "on"}})",
+         "helper.fanWrites must be \"enabled\" or \"disabled\""},
+        {R"({"helper": {"teamIdentifier": 5}})", "helper.teamIdentifier must be a string or null"},
+    };
+    for (const auto& [json, error] : broken) {
+        const auto result = parseSimulatedHelper(nlohmann::json::parse(json));
+        EXPECT_FALSE(result.configuration) << json;
+        EXPECT_EQ(result.error, error) << json;
+    }
+}
+
+TEST(SimulatedHelper, HealthyHelperMakesTheMachineWriteCapable) {
+    Rig rig;
+    BundledPrivilegedHelperClient client = rig.client();
+    const PrivilegedHelperHealth health = client.readHealth();
+    EXPECT_EQ(health.xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::activationAllowed);
+    EXPECT_EQ(health.detail, "signature valid, metadata ready, xpc enabled, privileged install "
+                             "verified, trusted provenance, heartbeat ok, reset ok");
+    const auto capabilities = FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "sim");
+    const auto plan = FanWriteSafetyPlan::evaluate(
+        capabilities, true, health.isSignatureValid, health.hasBlessMetadata,
+        health.isPrivilegedInstallVerified, health.hasTrustedProvenance, health.hasHeartbeat,
+        health.fanWritesEnabled, health.resetCommandAccepted);
+    EXPECT_EQ(plan.status, FanWriteSafetyStatus::writeCapable);
+}
+
+TEST(SimulatedHelper, LeaseMovesTheFanAndLapses) {
+    Rig rig;
+    BundledPrivilegedHelperClient client = rig.client();
+    const PrivilegedHelperActionResult hold = client.holdManualTargetLease(3000.0, 5);
+    ASSERT_TRUE(hold.isSuccess) << hold.message;
+    EXPECT_EQ(hold.dictionary->real("requestedTargetRPM"), 3000.0);
+
+    rig.clock->advance(4.0);
+    const double held = *rig.machine->fanSpeed(0);
+    EXPECT_GT(held, 2800.0);
+    rig.clock->advance(20.0); // the lease lapsed long ago
+    EXPECT_LT(*rig.machine->fanSpeed(0), 1700.0);
+
+    EXPECT_TRUE(client.renewCurveTargetLease(2500.0, 15).isSuccess);
+    rig.clock->advance(1.0);
+    EXPECT_GT(*rig.machine->fanSpeed(0), 1800.0);
+    const PrivilegedHelperActionResult reset = client.resetToSystem();
+    EXPECT_TRUE(reset.isSuccess);
+    EXPECT_EQ(*reset.dictionary->string("resetToSystem"), "accepted");
+    EXPECT_EQ(*client.resetToSystem().dictionary->string("resetToSystem"), "noop");
+    rig.clock->advance(10.0);
+    EXPECT_LT(*rig.machine->fanSpeed(0), 1700.0);
+}
+
+TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
+    Rig rig;
+    SimulatedHelper helper({}, rig.machine);
+    const auto reply = [&helper](PropertyDictionary request) {
+        return helper.holdManualTargetLease(request);
+    };
+    const WindlarkManualTargetLeaseRequest good{0, 2400.0, 5, "manual-target-lease"};
+    EXPECT_EQ(reply(good.dictionary()).boolean("accepted"), true);
+    PropertyDictionary textIndex = good.dictionary();
+    textIndex.set("fanIndex", "0");
+    EXPECT_EQ(*reply(textIndex).string("error"), "invalid lease request");
+    EXPECT_EQ(
+        *reply(WindlarkManualTargetLeaseRequest{3, 2400.0, 5, "x"}.dictionary()).string("error"),
+        "no such fan");
+    EXPECT_EQ(
+        *reply(WindlarkManualTargetLeaseRequest{0, 2400.0, 0, "x"}.dictionary()).string("error"),
+        "lease length out of range");
+    EXPECT_EQ(reply(WindlarkManualTargetLeaseRequest{0, 2400.0, 61, "x"}.dictionary())
+                  .boolean("resetAccepted"),
+              true);
+
+    SimulatedHelperConfiguration refusing;
+    refusing.refusesLeases = true;
+    const PrivilegedHelperActionResult refused =
+        rig.client(refusing).holdManualTargetLease(2400, 5);
+    EXPECT_EQ(refused.message, "Helper fan lease rejected.");
+    EXPECT_EQ(*refused.dictionary->string("error"), "lease refused");
+}
+
+TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
+    Rig rig;
+    SimulatedHelperConfiguration hanging;
+    hanging.hangs = true;
+    BundledPrivilegedHelperClient client = rig.client(hanging);
+    EXPECT_FALSE(client.readHealth().hasHeartbeat);
+    EXPECT_EQ(client.holdManualTargetLease(2400, 5).message,
+              "Timed out waiting for helper fan lease.");
+    EXPECT_EQ(client.resetToSystem().message, "Timed out waiting for helper reset.");
+
+    SimulatedHelperConfiguration silent;
+    silent.hasHeartbeat = false;
+    const PrivilegedHelperHealth health = rig.client(silent).readHealth();
+    EXPECT_FALSE(health.hasHeartbeat);
+    EXPECT_FALSE(health.resetCommandAccepted); // the reset is only tried on a heartbeat
+
+    SimulatedHelperConfiguration foreign;
+    foreign.teamIdentifier = "OTHERTEAM";
+    EXPECT_EQ(rig.client(foreign).readHealth().xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::provenanceRequired);
+}
+
+TEST(SimulatedHelper, InstallingMakesTheInstallVerified) {
+    Rig rig;
+    SimulatedHelperConfiguration fresh;
+    fresh.isInstalled = false;
+    BundledPrivilegedHelperClient client = rig.client(fresh);
+    EXPECT_EQ(client.readHealth().xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::installRequired);
+    EXPECT_EQ(client.installPrivilegedHelper(),
+              (PrivilegedHelperActionResult{true, "Privileged helper installed.", std::nullopt}));
+    EXPECT_TRUE(client.readHealth().isPrivilegedInstallVerified);
+    EXPECT_TRUE(client.installPrivilegedHelper().isSuccess); // over the existing one
+}
+
+} // namespace
+} // namespace windlark
