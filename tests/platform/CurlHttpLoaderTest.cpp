@@ -1,0 +1,222 @@
+#include "platform/posix/CurlHttpLoader.h"
+
+#include "fakes/FakeApplicationBundleInfo.h"
+#include "fakes/ManualMainLoop.h"
+#include "fakes/ScratchDirectory.h"
+#include "shell/AppUpdateChecker.h"
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace windlark {
+namespace {
+
+// A throw-away HTTPS server on 127.0.0.1 with a self-signed certificate, serving the
+// files of a scratch folder. Needs python3 and the openssl tool; tests skip without them.
+class LocalHttpsServer {
+public:
+    explicit LocalHttpsServer(const std::filesystem::path& root)
+        : root_(root) {
+        const std::string certificate =
+            "openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 "
+            "-addext subjectAltName=IP:127.0.0.1 -keyout '" +
+            (root / "key.pem").string() + "' -out '" + (root / "cert.pem").string() +
+            "' >/dev/null 2>&1";
+        if (std::system(certificate.c_str()) != 0) {
+            return;
+        }
+        const std::string script = R"(
+import http.server, ssl, sys, os
+os.chdir(sys.argv[1])
+class Quiet(http.server.SimpleHTTPRequestHandler):
+    def log_message(self, *args): pass
+server = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Quiet)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain('cert.pem', 'key.pem')
+server.socket = context.wrap_socket(server.socket, server_side=True)
+print(server.server_address[1], flush=True)
+server.serve_forever()
+)";
+        int pipeEnds[2];
+        if (::pipe(pipeEnds) != 0) {
+            return;
+        }
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
+        std::string program = "python3";
+        std::string flag = "-c";
+        std::string folder = root.string();
+        char* argv[] = {program.data(), flag.data(), const_cast<char*>(script.c_str()),
+                        folder.data(), nullptr};
+        const int spawned = ::posix_spawnp(&pid_, "python3", &actions, nullptr, argv, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(pipeEnds[1]);
+        if (spawned != 0) {
+            pid_ = 0;
+            ::close(pipeEnds[0]);
+            return;
+        }
+        FILE* output = ::fdopen(pipeEnds[0], "r");
+        if (output != nullptr && std::fscanf(output, "%d", &port_) != 1) {
+            port_ = 0;
+        }
+        if (output != nullptr) {
+            std::fclose(output);
+        }
+    }
+    ~LocalHttpsServer() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+    LocalHttpsServer(const LocalHttpsServer&) = delete;
+    LocalHttpsServer& operator=(const LocalHttpsServer&) = delete;
+
+    [[nodiscard]] bool isRunning() const { return port_ > 0; }
+    [[nodiscard]] std::string url(const std::string& path, const char* scheme = "https") const {
+        return std::string(scheme) + "://127.0.0.1:" + std::to_string(port_) + "/" + path;
+    }
+    [[nodiscard]] std::string certificateFile() const { return (root_ / "cert.pem").string(); }
+
+private:
+    std::filesystem::path root_;
+    pid_t pid_ = 0;
+    int port_ = 0;
+};
+
+// Counts the requests that reach the real loader.
+class CountingLoader final : public HttpLoader {
+public:
+    explicit CountingLoader(std::shared_ptr<HttpLoader> inner)
+        : inner_(std::move(inner)) {}
+    HttpLoadResult load(const std::string& url) override {
+        ++count;
+        return inner_->load(url);
+    }
+    std::atomic<int> count = 0;
+
+private:
+    std::shared_ptr<HttpLoader> inner_;
+};
+
+class CurlHttpLoaderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::ofstream(scratch.path() / "update.json")
+            << R"({"tag_name":"v9.1.0","html_url":"https://example.com/releases/9.1.0"})";
+        std::ofstream(scratch.path() / "big.json") << std::string(300 * 1024, ' ') << "{}";
+        server = std::make_unique<LocalHttpsServer>(scratch.path());
+        if (!server->isRunning()) {
+            GTEST_SKIP() << "python3 or openssl is not available for the local HTTPS server";
+        }
+    }
+
+    AppUpdateCheckResult check(const std::string& address, std::shared_ptr<HttpLoader> loader) {
+        const FakeApplicationBundleInfo bundle{{{"CFBundleShortVersionString", "1.2"}}};
+        ManualMainLoop loop;
+        AppUpdateChecker checker(
+            bundle, {{std::string(AppUpdateChecker::kEnvironmentKey), address}}, loader, loop);
+        std::optional<AppUpdateCheckResult> received;
+        checker.checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
+        EXPECT_TRUE(loop.waitForPost(1, std::chrono::seconds(30)));
+        loop.runPending();
+        return received.value_or(AppUpdateCheckResult{});
+    }
+
+    CurlHttpLoader::Options trustingServer() const {
+        CurlHttpLoader::Options options;
+        options.certificateAuthorityFile = server->certificateFile();
+        options.totalTimeout = std::chrono::seconds(10);
+        return options;
+    }
+
+    ScratchDirectory scratch;
+    std::unique_ptr<LocalHttpsServer> server;
+};
+
+TEST_F(CurlHttpLoaderTest, FetchesAndParsesAServedDocumentOverVerifiedTls) {
+    auto loader =
+        std::make_shared<CountingLoader>(std::make_shared<CurlHttpLoader>(trustingServer()));
+    EXPECT_EQ(check(server->url("update.json"), loader),
+              (AppUpdateCheckResult{AppUpdateCheckResult::Status::updateAvailable, "1.2", "9.1.0",
+                                    "https://example.com/releases/9.1.0", std::nullopt}));
+    EXPECT_EQ(loader->count, 1);
+
+    // Plain HTTP never gets as far as a request.
+    const AppUpdateCheckResult plain = check(server->url("update.json", "http"), loader);
+    EXPECT_EQ(plain.status, AppUpdateCheckResult::Status::unavailable);
+    EXPECT_EQ(plain.detail, "No update check URL is configured.");
+    EXPECT_EQ(loader->count, 1);
+
+    // No status code is examined: a 404 page is parsed, and fails as a document.
+    const AppUpdateCheckResult missing = check(server->url("missing.json"), loader);
+    EXPECT_EQ(missing.status, AppUpdateCheckResult::Status::failed);
+    EXPECT_NE(missing.detail.value_or("").find("parse error"), std::string::npos)
+        << *missing.detail;
+}
+
+TEST_F(CurlHttpLoaderTest, RefusesAnUntrustedCertificateWithCurlsOwnWords) {
+    CurlHttpLoader::Options options; // the system's trust store does not know the server
+    options.totalTimeout = std::chrono::seconds(10);
+    const HttpLoadResult result = CurlHttpLoader(options).load(server->url("update.json"));
+    ASSERT_FALSE(result.isSuccess());
+    EXPECT_NE(result.errorDescription->find("certificate"), std::string::npos)
+        << *result.errorDescription;
+}
+
+TEST_F(CurlHttpLoaderTest, CapsTheResponseSize) {
+    CurlHttpLoader::Options options = trustingServer();
+    options.maximumBytes = 64 * 1024;
+    const HttpLoadResult result = CurlHttpLoader(options).load(server->url("big.json"));
+    EXPECT_EQ(result, HttpLoadResult::failure("The response is larger than 65536 bytes."));
+    EXPECT_TRUE(CurlHttpLoader(trustingServer()).load(server->url("big.json")).isSuccess());
+}
+
+TEST(CurlHttpLoader, ASilentServerTimesOutAndAClosedPortFailsAtOnce) {
+    // A socket that listens but never answers: the connection succeeds through the
+    // backlog, then the TLS handshake waits for nothing.
+    const int silent = ::socket(AF_INET, SOCK_STREAM, 0);
+    ASSERT_GE(silent, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(silent, 4), 0);
+    socklen_t length = sizeof address;
+    ASSERT_EQ(::getsockname(silent, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const std::string url =
+        "https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/u.json";
+
+    CurlHttpLoader::Options options;
+    options.totalTimeout = std::chrono::milliseconds(800);
+    const auto start = std::chrono::steady_clock::now();
+    const HttpLoadResult result = CurlHttpLoader(options).load(url);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    ASSERT_FALSE(result.isSuccess());
+    EXPECT_NE(result.errorDescription->find("timed out"), std::string::npos)
+        << *result.errorDescription;
+    EXPECT_LT(elapsed, std::chrono::seconds(5));
+    ::close(silent);
+
+    const HttpLoadResult refused = CurlHttpLoader(options).load(url);
+    ASSERT_FALSE(refused.isSuccess());
+    EXPECT_FALSE(refused.errorDescription->empty());
+}
+
+} // namespace
+} // namespace windlark
