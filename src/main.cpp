@@ -1,4 +1,5 @@
 #include "platform/HardwarePlatform.h"
+#include "platform/HelperPlatform.h"
 #include "shell/CommandLine.h"
 
 #include <iostream>
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
 
     CommandLine::Services services;
     services.hardware = HardwarePlatform::makeHardwareEnvironment(std::cerr);
+    services.helperCommands = HelperPlatform::makeHelperCommandRunner(services.hardware, std::cerr);
 
     // Diagnostic commands print their report and exit before any interface exists, so
     // they work without a display and under "do shell script".

@@ -4,11 +4,14 @@
 #include "contract/WindlarkManualTargetLeaseResponse.h"
 #include "contract/WindlarkPrivilegedHelperStatus.h"
 
+#include <chrono>
 #include <cmath>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
+#include <vector>
 
 namespace windlark {
 
@@ -33,6 +36,9 @@ namespace {
 
 using State = SimulatedHelper::State;
 
+// Closer than this counts as having reached the target.
+constexpr double reachedToleranceRPM = 50.0;
+
 template <typename T>
 bool readKey(const nlohmann::json& section, const char* key, T& target, std::string& error) {
     const auto found = section.find(key);
@@ -48,6 +54,10 @@ bool readKey(const nlohmann::json& section, const char* key, T& target, std::str
         } else if constexpr (std::is_same_v<T, std::int64_t>) {
             if (!found->is_number_integer()) {
                 throw std::invalid_argument("an integer");
+            }
+        } else if constexpr (std::is_same_v<T, double>) {
+            if (!found->is_number()) {
+                throw std::invalid_argument("a number");
             }
         } else {
             if (!found->is_string()) {
@@ -144,44 +154,65 @@ private:
     std::shared_ptr<State> state_;
 };
 
-class SimulatedSession final : public HelperSession {
-public:
-    explicit SimulatedSession(SimulatedHelper& helper)
-        : helper_(helper) {}
-
-    // A hanging helper simply never calls back; the client's time-out handles it.
-    void readStatus(HelperReplyHandler reply) override {
-        if (!helper_.configuration().hangs) {
-            reply(helper_.readStatus());
-        }
-    }
-    void resetToSystem(HelperReplyHandler reply) override {
-        if (!helper_.configuration().hangs) {
-            reply(helper_.resetToSystem());
-        }
-    }
-    void holdManualTargetLease(const PropertyDictionary& request,
-                               HelperReplyHandler reply) override {
-        if (!helper_.configuration().hangs) {
-            reply(helper_.holdManualTargetLease(request));
-        }
-    }
-
-private:
-    SimulatedHelper& helper_;
-};
-
+// Answers on a thread of its own, as the real helper answers on its connection's queue, so
+// that the client's time-outs apply to a slow answer too. Threads are joined when the
+// connector goes away.
 class SimulatedConnector final : public HelperConnector {
 public:
     explicit SimulatedConnector(std::shared_ptr<SimulatedHelper> helper)
         : helper_(std::move(helper)) {}
+    SimulatedConnector(const SimulatedConnector&) = delete;
+    SimulatedConnector& operator=(const SimulatedConnector&) = delete;
+    ~SimulatedConnector() override {
+        const std::lock_guard lock(mutex_);
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+    }
 
     HelperSessionOpening openSession() override {
-        return {std::make_unique<SimulatedSession>(*helper_), std::nullopt};
+        return {std::make_unique<Session>(*this), std::nullopt};
     }
 
 private:
+    class Session final : public HelperSession {
+    public:
+        explicit Session(SimulatedConnector& owner)
+            : owner_(owner) {}
+
+        void readStatus(HelperReplyHandler reply) override {
+            owner_.answer(std::move(reply),
+                          [](SimulatedHelper& helper) { return helper.readStatus(); });
+        }
+        void resetToSystem(HelperReplyHandler reply) override {
+            owner_.answer(std::move(reply),
+                          [](SimulatedHelper& helper) { return helper.resetToSystem(); });
+        }
+        void holdManualTargetLease(const PropertyDictionary& request,
+                                   HelperReplyHandler reply) override {
+            owner_.answer(std::move(reply), [request](SimulatedHelper& helper) {
+                return helper.holdManualTargetLease(request);
+            });
+        }
+
+    private:
+        SimulatedConnector& owner_;
+    };
+
+    template <typename Operation>
+    void answer(HelperReplyHandler reply, Operation operation) {
+        // A hanging helper simply never calls back; the client's time-out handles it.
+        if (helper_->configuration().hangs) {
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        threads_.emplace_back(
+            [helper = helper_, reply = std::move(reply), operation] { reply(operation(*helper)); });
+    }
+
     std::shared_ptr<SimulatedHelper> helper_;
+    std::mutex mutex_;
+    std::vector<std::thread> threads_;
 };
 
 class SimulatedAuthorization final : public HelperAuthorization {
@@ -351,6 +382,19 @@ PropertyDictionary SimulatedHelper::holdManualTargetLease(const PropertyDictiona
         const std::lock_guard lock(state_->mutex);
         state_->hasActiveLease = true;
     }
+    // A one-off hold waits a little for the fan to spin toward the target, as a real helper
+    // does before it reports; curve renewals answer at once to keep the lease loop brisk.
+    if (!lease->isCurveRenewal() && configuration.holdSettleSeconds > 0.0) {
+        const auto settleDeadline = std::chrono::steady_clock::now() +
+                                    std::chrono::duration<double>(configuration.holdSettleSeconds);
+        while (std::chrono::steady_clock::now() < settleDeadline) {
+            const std::optional<double> speed = machine.fanSpeed(fanIndex);
+            if (!speed || std::fabs(*speed - lease->targetRPM) < reachedToleranceRPM) {
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
     WindlarkManualTargetLeaseResponse response;
     response.accepted = true;
     response.fanIndex = lease->fanIndex;
@@ -358,7 +402,8 @@ PropertyDictionary SimulatedHelper::holdManualTargetLease(const PropertyDictiona
     response.appliedTargetRPM = lease->targetRPM;
     response.finalActualRPM = machine.fanSpeed(fanIndex);
     response.targetReached =
-        response.finalActualRPM && std::fabs(*response.finalActualRPM - lease->targetRPM) < 50.0;
+        response.finalActualRPM &&
+        std::fabs(*response.finalActualRPM - lease->targetRPM) < reachedToleranceRPM;
     return response.dictionary();
 }
 

@@ -29,6 +29,8 @@ struct SimulatedHelperConfiguration {
     bool refusesLeases = false;     // answers every lease with a rejection
     std::int64_t maximumLeaseSeconds = 60;
     std::int64_t daemonStatus = 1; // as launchd numbers it: 1 = enabled
+    // How long a one-off hold may wait for the fan to approach its target before answering.
+    double holdSettleSeconds = 3.0;
 
     bool operator==(const SimulatedHelperConfiguration&) const = default;
 };
@@ -43,7 +45,7 @@ struct SimulatedHelperParseResult {
 //               "signingIdentifier": "...", "teamIdentifier": "...",
 //               "appTeamIdentifier": "...", "blessMetadata": true, "heartbeat": true,
 //               "fanWrites": "enabled", "hangs": false, "refusesLeases": false,
-//               "maximumLeaseSeconds": 60, "daemonStatus": 1 }
+//               "maximumLeaseSeconds": 60, "daemonStatus": 1, "holdSettleSeconds": 3 }
 // Every key is optional; a team of null means signed by no team. Without the section there
 // is no configuration; a key of the wrong type is an error naming the key.
 [[nodiscard]] SimulatedHelperParseResult parseSimulatedHelper(const nlohmann::json& document);

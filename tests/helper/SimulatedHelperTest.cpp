@@ -29,7 +29,15 @@ struct Rig {
 
     Rig() { machine = SimulatedMachine::parse(machineJson, clock).machine; }
 
-    BundledPrivilegedHelperClient client(SimulatedHelperConfiguration configuration = {}) const {
+    // Settling would wait for a clock that only the test moves.
+    static SimulatedHelperConfiguration quick() {
+        SimulatedHelperConfiguration configuration;
+        configuration.holdSettleSeconds = 0.0;
+        return configuration;
+    }
+
+    BundledPrivilegedHelperClient
+    client(SimulatedHelperConfiguration configuration = quick()) const {
         BundledPrivilegedHelperConfiguration clientConfiguration;
         clientConfiguration.timeouts = {20ms, 20ms, 20ms, 20ms};
         return BundledPrivilegedHelperClient(
@@ -112,7 +120,7 @@ TEST(SimulatedHelper, LeaseMovesTheFanAndLapses) {
 
 TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
     Rig rig;
-    SimulatedHelper helper({}, rig.machine);
+    SimulatedHelper helper(Rig::quick(), rig.machine);
     const auto reply = [&helper](PropertyDictionary request) {
         return helper.holdManualTargetLease(request);
     };
@@ -131,7 +139,7 @@ TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
                   .boolean("resetAccepted"),
               true);
 
-    SimulatedHelperConfiguration refusing;
+    SimulatedHelperConfiguration refusing = Rig::quick();
     refusing.refusesLeases = true;
     const PrivilegedHelperActionResult refused =
         rig.client(refusing).holdManualTargetLease(2400, 5);
@@ -141,7 +149,7 @@ TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
 
 TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
     Rig rig;
-    SimulatedHelperConfiguration hanging;
+    SimulatedHelperConfiguration hanging = Rig::quick();
     hanging.hangs = true;
     BundledPrivilegedHelperClient client = rig.client(hanging);
     EXPECT_FALSE(client.readHealth().hasHeartbeat);
@@ -149,13 +157,13 @@ TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
               "Timed out waiting for helper fan lease.");
     EXPECT_EQ(client.resetToSystem().message, "Timed out waiting for helper reset.");
 
-    SimulatedHelperConfiguration silent;
+    SimulatedHelperConfiguration silent = Rig::quick();
     silent.hasHeartbeat = false;
     const PrivilegedHelperHealth health = rig.client(silent).readHealth();
     EXPECT_FALSE(health.hasHeartbeat);
     EXPECT_FALSE(health.resetCommandAccepted); // the reset is only tried on a heartbeat
 
-    SimulatedHelperConfiguration foreign;
+    SimulatedHelperConfiguration foreign = Rig::quick();
     foreign.teamIdentifier = "OTHERTEAM";
     EXPECT_EQ(rig.client(foreign).readHealth().xpcActivationPolicy().state,
               PrivilegedHelperXPCActivationState::provenanceRequired);
@@ -163,7 +171,7 @@ TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
 
 TEST(SimulatedHelper, InstallingMakesTheInstallVerified) {
     Rig rig;
-    SimulatedHelperConfiguration fresh;
+    SimulatedHelperConfiguration fresh = Rig::quick();
     fresh.isInstalled = false;
     BundledPrivilegedHelperClient client = rig.client(fresh);
     EXPECT_EQ(client.readHealth().xpcActivationPolicy().state,
