@@ -1,0 +1,90 @@
+#include "platform/macos/MacInstallWorkspace.h"
+
+#import <AppKit/AppKit.h>
+
+namespace windlark {
+namespace {
+
+NSString* nsString(std::string_view text) {
+    NSString* converted = [[NSString alloc] initWithBytes:text.data()
+                                                   length:text.size()
+                                                 encoding:NSUTF8StringEncoding];
+    return converted != nil ? converted : @"";
+}
+
+} // namespace
+
+int MacInstallWorkspace::currentProcessIdentifier() const {
+    return NSProcessInfo.processInfo.processIdentifier;
+}
+
+std::vector<RunningApplication>
+MacInstallWorkspace::runningApplications(std::string_view bundleIdentifier) const {
+    std::vector<RunningApplication> applications;
+    @autoreleasepool {
+        NSArray<NSRunningApplication*>* running =
+            [NSRunningApplication runningApplicationsWithBundleIdentifier:nsString(bundleIdentifier)];
+        for (NSRunningApplication* application in running) {
+            RunningApplication entry;
+            entry.processIdentifier = application.processIdentifier;
+            if (const char* path = application.bundleURL.path.UTF8String) {
+                entry.bundlePath = std::string(path);
+            }
+            applications.push_back(std::move(entry));
+        }
+    }
+    return applications;
+}
+
+void MacInstallWorkspace::activate(int processIdentifier) {
+    @autoreleasepool {
+        NSRunningApplication* application =
+            [NSRunningApplication runningApplicationWithProcessIdentifier:processIdentifier];
+        [application activateWithOptions:NSApplicationActivateAllWindows];
+    }
+}
+
+void MacInstallWorkspace::bringThisApplicationForward() {
+    // The application normally runs without a Dock icon; an accessory's alert could open
+    // behind other windows and never be seen.
+    [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
+    [NSApp unhide:nil];
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+    [NSApp activateIgnoringOtherApps:YES];
+#pragma clang diagnostic pop
+}
+
+int MacInstallWorkspace::runModalAlert(const InstallAlert& alert) {
+    @autoreleasepool {
+        NSAlert* panel = [[NSAlert alloc] init];
+        panel.alertStyle = alert.style == InstallAlert::Style::warning
+                               ? NSAlertStyleWarning
+                               : NSAlertStyleInformational;
+        panel.messageText = nsString(alert.messageText);
+        panel.informativeText = nsString(alert.informativeText);
+        for (const std::string& title : alert.buttons) {
+            [panel addButtonWithTitle:nsString(title)];
+        }
+        panel.window.level = NSModalPanelWindowLevel;
+        [panel.window orderFrontRegardless];
+        return static_cast<int>([panel runModal]);
+    }
+}
+
+std::optional<std::string>
+MacInstallWorkspace::launchDetached(const std::string& tool,
+                                    const std::vector<std::string>& arguments) {
+    return processes_.launchDetached(tool, arguments);
+}
+
+void MacInstallWorkspace::openFileViewer(const std::string& directory) {
+    @autoreleasepool {
+        [NSWorkspace.sharedWorkspace selectFile:nil
+                       inFileViewerRootedAtPath:nsString(directory)];
+    }
+}
+
+void MacInstallWorkspace::terminate() { [NSApp terminate:nil]; }
+
+} // namespace windlark

@@ -1,0 +1,42 @@
+#include "platform/ShellPlatform.h"
+
+#include "fakes/ManualMainLoop.h"
+#include "shell/AppUpdateChecker.h"
+#include "shell/ApplicationInstallLocationGuard.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+TEST(ShellPlatform, EnvironmentSnapshotKeepsEmptyValues) {
+    ::setenv("WINDLARK_SHELL_PLATFORM_TEST", "", 1);
+    ::setenv("WINDLARK_SHELL_PLATFORM_TEST_2", "a=b", 1);
+    const ProcessEnvironment environment = ShellPlatform::currentEnvironment();
+    EXPECT_EQ(environmentValue(environment, "WINDLARK_SHELL_PLATFORM_TEST"), "");
+    EXPECT_EQ(environmentValue(environment, "WINDLARK_SHELL_PLATFORM_TEST_2"), "a=b");
+    ::unsetenv("WINDLARK_SHELL_PLATFORM_TEST");
+    ::unsetenv("WINDLARK_SHELL_PLATFORM_TEST_2");
+}
+
+TEST(ShellPlatform, OnLinuxTheGuardNeverTakesOverAndTheVersionIsDevelopment) {
+    auto files = ShellPlatform::makeInstallFileOperations();
+    auto workspace = ShellPlatform::makeInstallWorkspace();
+    // Even a path that would need moving on macOS is left alone here.
+    const ApplicationInstallLocationGuard guard("/Volumes/Windlark Mac/Windlark Mac.app",
+                                                ShellPlatform::currentBundleIdentifier(), *files,
+                                                *workspace, AppLanguage::english);
+    EXPECT_FALSE(guard.shouldHandleLaunch(ProcessEnvironment{}));
+    ManualMainLoop loop;
+    guard.handleDiskImageLaunchIfNeeded({}, loop);
+    EXPECT_EQ(loop.pendingTaskCount(), 0U);
+
+    EXPECT_TRUE(ShellPlatform::currentBundlePath().ends_with("windlark_tests_platform"))
+        << ShellPlatform::currentBundlePath();
+    const auto bundle = ShellPlatform::makeApplicationBundleInfo();
+    EXPECT_EQ(AppUpdateChecker::currentVersion(*bundle), "development");
+}
+
+} // namespace
+} // namespace windlark
