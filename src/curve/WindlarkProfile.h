@@ -55,10 +55,12 @@ struct WindlarkProfile {
     double safetyLimitC = 86.0;
     std::vector<WindlarkPoint> points;
 
-    // The built-in default curve (a copy of one shared instance).
+    // The built-in default curve (a copy of one shared instance, built on first use).
     static WindlarkProfile balanced();
 
     [[nodiscard]] std::vector<WindlarkPoint> sortedPoints() const;
+    // The curve's RPM at a temperature: linear between points, flat beyond the ends,
+    // the RPM axis minimum without points. Does not allocate for a sorted profile.
     [[nodiscard]] double targetRPM(double temperatureC) const;
     [[nodiscard]] double rpmPercent(double rpm) const;
     [[nodiscard]] double targetPercent(double temperatureC) const;
@@ -68,7 +70,10 @@ struct WindlarkProfile {
     // together to leave it any room.
     [[nodiscard]] std::optional<WindlarkPointEditingBounds> editingBounds(const Uuid& id) const;
 
+    // Moves the point within its editing bounds; a point without bounds stays put.
     void updatePoint(const Uuid& id, double temperatureC, double rpm);
+    // Adds a point on the curve at the middle of the temperature axis, or, when a point
+    // already sits within 1 C of the middle, at the middle of the widest free stretch.
     void addPoint();
     void removeLastEditablePoint();
     void updateTemperatureAxis(std::optional<double> minimum, std::optional<double> maximum);
