@@ -38,8 +38,9 @@ public:
     [[nodiscard]] const std::string* string(std::string_view key) const;
 
     [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
-    [[nodiscard]] std::size_t size() const { return entries_.size(); }
-    [[nodiscard]] bool empty() const { return entries_.empty(); }
+    // Defined below PropertyList: the entries' size is only known once it is complete.
+    [[nodiscard]] std::size_t size() const;
+    [[nodiscard]] bool empty() const;
 
     // Dictionaries are equal when they hold the same keys with equal values, in any order.
     friend bool operator==(const PropertyDictionary& lhs, const PropertyDictionary& rhs);
@@ -106,6 +107,14 @@ public:
 private:
     Value value_;
 };
+
+inline std::size_t PropertyDictionary::size() const {
+    return entries_.size();
+}
+
+inline bool PropertyDictionary::empty() const {
+    return entries_.empty();
+}
 
 // JSON is the wire form wherever there is no native property-list transport (the
 // simulated helper, tests). JSON integers become integers and JSON numbers with a
