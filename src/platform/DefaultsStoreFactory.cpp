@@ -5,6 +5,7 @@
 #else
 #include "platform/posix/FileDefaultsStore.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <pwd.h>
 #include <string>

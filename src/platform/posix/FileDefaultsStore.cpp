@@ -1,15 +1,15 @@
 #include "platform/posix/FileDefaultsStore.h"
 
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
