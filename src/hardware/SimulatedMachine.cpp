@@ -262,12 +262,15 @@ bool SimulatedMachine::holdFanTarget(int fanIndex, double rpm, Timestamp until) 
         const std::string type = trimmedType(key->second.dataType);
         const auto& bytes = key->second.bytes;
         if (type == "flt" && bytes.size() >= 4) {
-            return static_cast<double>(std::bit_cast<float>(
-                static_cast<std::uint32_t>(bytes[0] | (bytes[1] << 8) | (bytes[2] << 16) |
-                                           (static_cast<std::uint32_t>(bytes[3]) << 24))));
+            std::uint32_t bits = 0;
+            for (std::size_t i = 0; i < 4; ++i) {
+                bits |= static_cast<std::uint32_t>(bytes[i]) << (8 * i);
+            }
+            return static_cast<double>(std::bit_cast<float>(bits));
         }
         if (bytes.size() >= 2) {
-            const double raw = static_cast<double>((bytes[0] << 8) | bytes[1]);
+            const double raw =
+                static_cast<double>(bytes[0]) * 256.0 + static_cast<double>(bytes[1]);
             return type == "fpe2" ? raw / 4.0 : raw;
         }
         return std::nullopt;
