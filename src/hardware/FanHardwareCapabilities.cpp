@@ -135,8 +135,9 @@ std::vector<FanHardwareFan> parseFans(const ProbeFields& fields, long long fanCo
     const long long limit = std::min(fanCount, fields.fanIndexLimit());
     std::array<char, 48> key{};
     for (long long index = 0; index < limit; ++index) {
-        auto [prefixEnd, ec] = std::to_chars(key.data() + 3, key.data() + 24, index);
-        (void)ec;
+        // A plain variable, not a structured binding: clang before 16 cannot capture
+        // those in the lambda below. The buffer always has room for a long long.
+        char* const prefixEnd = std::to_chars(key.data() + 3, key.data() + 24, index).ptr;
         key[0] = 'f';
         key[1] = 'a';
         key[2] = 'n';
