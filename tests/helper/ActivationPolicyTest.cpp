@@ -96,14 +96,6 @@ TEST(PrivilegedHelperXPCActivationPolicy, CompileTimeLockBlocksOnlyActivation) {
               "The helper XPC activation policy allows a connection attempt.");
 }
 
-TEST(PrivilegedHelperXPCActivationPolicy, StateRawValuesRoundTrip) {
-    for (State state : allCases<State>) {
-        EXPECT_EQ(fromRawValue<State>(rawValue(state)), state);
-    }
-    EXPECT_EQ(rawValue(State::provenanceRequired), "provenanceRequired");
-    EXPECT_EQ(fromRawValue<State>("ActivationAllowed"), std::nullopt);
-}
-
 TEST(PrivilegedHelperHealth, UnavailableAndDetailText) {
     const PrivilegedHelperHealth unavailable = PrivilegedHelperHealth::unavailable();
     EXPECT_EQ(unavailable.label, "com.quillmoor.WindlarkMac.Helper");

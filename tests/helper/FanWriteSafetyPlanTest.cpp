@@ -111,13 +111,5 @@ TEST(FanWriteSafetyPlan, RequirementTitlesAndActionMessages) {
               "Fan writes remain locked. Missing: helper heartbeat, macOS-control reset path.");
 }
 
-TEST(FanWriteSafetyPlan, StatusRawValuesRoundTrip) {
-    for (Status status : allCases<Status>) {
-        EXPECT_EQ(fromRawValue<Status>(rawValue(status)), status);
-    }
-    EXPECT_EQ(rawValue(Status::writeGateRequired), "writeGateRequired");
-    EXPECT_EQ(title(Status::missingTelemetry), "Telemetry required");
-}
-
 } // namespace
 } // namespace windlark
