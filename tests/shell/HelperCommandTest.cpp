@@ -80,72 +80,68 @@ TEST(HelperCommand, ArgumentsReachTheWinningCommandOnly) {
         std::vector<Lease> leases;
         int status;
     };
-    const std::vector<Case>
-        cases =
-            {{"install wins over reset in either order",
-              {"--xpc-reset", "--install-helper"},
-              {},
-              std::nullopt,
-              {"install", "readHealth"},
-              {},
-              0},
-             {"hold wins over renewal",
-              {"--xpc-curve-renewal", "--target-rpm", "2400", "--xpc-manual-target-hold"},
-              {},
-              std::nullopt,
-              {"hold", "readHealth"},
-              {{"hold", 2400.0, 5}},
-              0},
-             {"hold without any target", {"--xpc-manual-target-hold"}, {}, std::nullopt, {}, {}, 2},
-             {"renewal from the live reading",
-              {"--target-delta", "200", "--xpc-curve-renewal"},
-              {},
-              1800.0,
-              {"renewal"},
-              {{"renewal", 2000.0, 15}},
-              0},
-             {"--xpc-manual-target-hold", "--hold-seconds", "soon", "--target-rpm", "2400"},
-             {{"WINDLARK_SMC_HOLD_SECONDS", "9"}},
-             std::nullopt,
-             {"hold", "readHealth"},
-             {{"hold", 2400.0, 9}},
-             0},
-        {"--xpc-curve-renewal", "--target-rpm", "2400"}, {{"WINDLARK_SMC_TARGET_DELTA", "100"}},
-        1800.0, {}, {}, 2
-}
-,
-    {"preflight wins over the hardware report",
-     {"--print-hardware", "--helper-preflight"},
-     {},
-     std::nullopt,
-     {"readHealth"},
-     {},
-     0},
-    {"the SMC matrix wins over every helper command",
-     {"--xpc-reset", "--smc-matrix", "--install-helper"},
-     {},
-     std::nullopt,
-     {},
-     {},
-     0},
-};
-for (const Case& item : cases) {
-    FakePrivilegedHelperClient client;
-    FixedHardware hardware;
-    hardware.capabilities =
-        FanHardwareCapabilities::make(1, 1200.0, 6000.0, item.currentRPM, "test");
-    const Outcome outcome = runCommandLine(item.arguments, client, hardware, item.environment);
-    EXPECT_EQ(outcome.status, item.status) << item.name;
-    EXPECT_EQ(client.calls, item.calls) << item.name;
-    EXPECT_EQ(client.leases, item.leases) << item.name;
-    if (item.status == 2) {
-        EXPECT_EQ(outcome.lines,
-                  (std::vector<std::string>{"success=false",
-                                            "message=requires --target-rpm, --target-delta, "
-                                            "WINDLARK_SMC_TARGET_RPM, or live current RPM"}))
-            << item.name;
+    const std::vector<Case> cases = {
+        {"install wins over reset in either order",
+         {"--xpc-reset", "--install-helper"},
+         {},
+         std::nullopt,
+         {"install", "readHealth"},
+         {},
+         0},
+        {"hold wins over renewal",
+         {"--xpc-curve-renewal", "--target-rpm", "2400", "--xpc-manual-target-hold"},
+         {},
+         std::nullopt,
+         {"hold", "readHealth"},
+         {{"hold", 2400.0, 5}},
+         0},
+        {"hold without any target", {"--xpc-manual-target-hold"}, {}, std::nullopt, {}, {}, 2},
+        {"renewal from the live reading",
+         {"--target-delta", "200", "--xpc-curve-renewal"},
+         {},
+         1800.0,
+         {"renewal"},
+         {{"renewal", 2000.0, 15}},
+         0},
+        {"variables reach the command",
+         {"--xpc-manual-target-hold"},
+         {{"WINDLARK_SMC_TARGET_RPM", "2600"}, {"WINDLARK_SMC_HOLD_SECONDS", "9"}},
+         std::nullopt,
+         {"hold", "readHealth"},
+         {{"hold", 2600.0, 9}},
+         0},
+        {"preflight wins over the hardware report",
+         {"--print-hardware", "--helper-preflight"},
+         {},
+         std::nullopt,
+         {"readHealth"},
+         {},
+         0},
+        {"the SMC matrix wins over every helper command",
+         {"--xpc-reset", "--smc-matrix", "--install-helper"},
+         {},
+         std::nullopt,
+         {},
+         {},
+         0},
+    };
+    for (const Case& item : cases) {
+        FakePrivilegedHelperClient client;
+        FixedHardware hardware;
+        hardware.capabilities =
+            FanHardwareCapabilities::make(1, 1200.0, 6000.0, item.currentRPM, "test");
+        const Outcome outcome = runCommandLine(item.arguments, client, hardware, item.environment);
+        EXPECT_EQ(outcome.status, item.status) << item.name;
+        EXPECT_EQ(client.calls, item.calls) << item.name;
+        EXPECT_EQ(client.leases, item.leases) << item.name;
+        if (item.status == 2) {
+            EXPECT_EQ(outcome.lines,
+                      (std::vector<std::string>{"success=false",
+                                                "message=requires --target-rpm, --target-delta, "
+                                                "WINDLARK_SMC_TARGET_RPM, or live current RPM"}))
+                << item.name;
+        }
     }
-}
 }
 
 } // namespace
