@@ -382,11 +382,13 @@ PropertyDictionary SimulatedHelper::holdManualTargetLease(const PropertyDictiona
         const std::lock_guard lock(state_->mutex);
         state_->hasActiveLease = true;
     }
-    // A one-off hold waits a little for the fan to spin toward the target, as a real helper
-    // does before it reports; curve renewals answer at once to keep the lease loop brisk.
-    if (!lease->isCurveRenewal() && configuration.holdSettleSeconds > 0.0) {
-        const auto settleDeadline = std::chrono::steady_clock::now() +
-                                    std::chrono::duration<double>(configuration.holdSettleSeconds);
+    // The helper waits a little for the fan to spin toward the target before it reports,
+    // as a real one does; a curve renewal waits less, well inside its shorter time-out.
+    const double settleSeconds = lease->isCurveRenewal() ? configuration.renewalSettleSeconds
+                                                         : configuration.holdSettleSeconds;
+    if (settleSeconds > 0.0) {
+        const auto settleDeadline =
+            std::chrono::steady_clock::now() + std::chrono::duration<double>(settleSeconds);
         while (std::chrono::steady_clock::now() < settleDeadline) {
             const std::optional<double> speed = machine.fanSpeed(fanIndex);
             if (!speed || std::fabs(*speed - lease->targetRPM) < reachedToleranceRPM) {

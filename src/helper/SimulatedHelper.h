@@ -31,6 +31,7 @@ struct SimulatedHelperConfiguration {
     std::int64_t daemonStatus = 1; // as launchd numbers it: 1 = enabled
     // How long a one-off hold may wait for the fan to approach its target before answering.
     double holdSettleSeconds = 3.0;
+    double renewalSettleSeconds = 1.0;
 
     bool operator==(const SimulatedHelperConfiguration&) const = default;
 };
@@ -45,7 +46,8 @@ struct SimulatedHelperParseResult {
 //               "signingIdentifier": "...", "teamIdentifier": "...",
 //               "appTeamIdentifier": "...", "blessMetadata": true, "heartbeat": true,
 //               "fanWrites": "enabled", "hangs": false, "refusesLeases": false,
-//               "maximumLeaseSeconds": 60, "daemonStatus": 1, "holdSettleSeconds": 3 }
+//               "maximumLeaseSeconds": 60, "daemonStatus": 1, "holdSettleSeconds": 3,
+//               "renewalSettleSeconds": 1 }
 // Every key is optional; a team of null means signed by no team. Without the section there
 // is no configuration; a key of the wrong type is an error naming the key.
 [[nodiscard]] SimulatedHelperParseResult parseSimulatedHelper(const nlohmann::json& document);

@@ -33,6 +33,7 @@ struct Rig {
     static SimulatedHelperConfiguration quick() {
         SimulatedHelperConfiguration configuration;
         configuration.holdSettleSeconds = 0.0;
+        configuration.renewalSettleSeconds = 0.0;
         return configuration;
     }
 
