@@ -4,7 +4,6 @@
 #include "platform/macos/CFPropertyListConversion.h"
 
 #import <Foundation/Foundation.h>
-
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,8 +30,8 @@ NSString* nsString(std::string_view text) {
 NSXPCInterface* contractInterface() {
     NSXPCInterface* interface =
         [NSXPCInterface interfaceWithProtocol:@protocol(WindlarkPrivilegedHelperXPCProtocol)];
-    NSSet* plistClasses = [NSSet setWithObjects:NSDictionary.class, NSArray.class, NSString.class,
-                                                NSNumber.class, nil];
+    NSSet* plistClasses = [NSSet
+        setWithObjects:NSDictionary.class, NSArray.class, NSString.class, NSNumber.class, nil];
     [interface setClasses:plistClasses
               forSelector:@selector(readStatusWithReply:)
             argumentIndex:0

@@ -22,8 +22,8 @@ std::vector<RunningApplication>
 MacInstallWorkspace::runningApplications(std::string_view bundleIdentifier) const {
     std::vector<RunningApplication> applications;
     @autoreleasepool {
-        NSArray<NSRunningApplication*>* running =
-            [NSRunningApplication runningApplicationsWithBundleIdentifier:nsString(bundleIdentifier)];
+        NSArray<NSRunningApplication*>* running = [NSRunningApplication
+            runningApplicationsWithBundleIdentifier:nsString(bundleIdentifier)];
         for (NSRunningApplication* application in running) {
             RunningApplication entry;
             entry.processIdentifier = application.processIdentifier;
@@ -58,9 +58,8 @@ void MacInstallWorkspace::bringThisApplicationForward() {
 int MacInstallWorkspace::runModalAlert(const InstallAlert& alert) {
     @autoreleasepool {
         NSAlert* panel = [[NSAlert alloc] init];
-        panel.alertStyle = alert.style == InstallAlert::Style::warning
-                               ? NSAlertStyleWarning
-                               : NSAlertStyleInformational;
+        panel.alertStyle = alert.style == InstallAlert::Style::warning ? NSAlertStyleWarning
+                                                                       : NSAlertStyleInformational;
         panel.messageText = nsString(alert.messageText);
         panel.informativeText = nsString(alert.informativeText);
         for (const std::string& title : alert.buttons) {
@@ -80,11 +79,12 @@ MacInstallWorkspace::launchDetached(const std::string& tool,
 
 void MacInstallWorkspace::openFileViewer(const std::string& directory) {
     @autoreleasepool {
-        [NSWorkspace.sharedWorkspace selectFile:nil
-                       inFileViewerRootedAtPath:nsString(directory)];
+        [NSWorkspace.sharedWorkspace selectFile:nil inFileViewerRootedAtPath:nsString(directory)];
     }
 }
 
-void MacInstallWorkspace::terminate() { [NSApp terminate:nil]; }
+void MacInstallWorkspace::terminate() {
+    [NSApp terminate:nil];
+}
 
 } // namespace windlark

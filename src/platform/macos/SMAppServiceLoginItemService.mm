@@ -2,7 +2,6 @@
 
 #import <Foundation/Foundation.h>
 #import <ServiceManagement/ServiceManagement.h>
-
 #include <string>
 
 namespace windlark {
