@@ -82,8 +82,8 @@ public:
         WindlarkAxis result;
         result.title = string(*value, "title");
         result.unit = string(*value, "unit");
-        result.minimum = number(*value, "minimum");
-        result.maximum = number(*value, "maximum");
+        result.minimum = axisEnd(*value, "minimum");
+        result.maximum = axisEnd(*value, "maximum");
         return result;
     }
 
@@ -117,16 +117,23 @@ private:
         return found == object.end() ? nullptr : &*found;
     }
 
+    // The parser refuses numbers beyond the double range, so a number read is finite.
     double numberValue(const json& value) {
         if (!value.is_number()) {
             return fail(0.0);
         }
-        const double number = value.get<double>();
-        if (!std::isfinite(number) ||
-            std::abs(number) > WindlarkPreferences::largestStoredMagnitude) {
+        return value.get<double>();
+    }
+
+    // Every other stored number is clamped into the axes on load, however far off it
+    // lies; the axes themselves must stay small enough that their spans and midpoints
+    // cannot overflow.
+    double axisEnd(const json& axis, const char* key) {
+        const double end = number(axis, key);
+        if (std::abs(end) > WindlarkPreferences::largestAxisMagnitude) {
             return fail(0.0);
         }
-        return number;
+        return end;
     }
 
     bool hasFailed_ = false;

@@ -122,6 +122,9 @@ TEST_F(WindlarkPreferencesTest, StoredProfilesAreRepairedOnLoad) {
         std::swap(points[0], points[4]);
         points[0]["temperatureC"] = 140;
         points[1]["rpm"] = 100;
+        // However far off the axes a stored number lies, the point is pulled back in.
+        points[2]["rpm"] = 1e300;
+        points[3]["temperatureC"] = -1e300;
         document["fanOffThresholdC"] = 95;
         document["unknownFutureKey"] = {1, 2, 3};
     });
@@ -132,7 +135,7 @@ TEST_F(WindlarkPreferencesTest, StoredProfilesAreRepairedOnLoad) {
         points.emplace_back(point.temperatureC, point.rpm);
     }
     EXPECT_EQ(points, (std::vector<std::pair<double, double>>{
-                          {35, 1400}, {52, 1200}, {68, 3400}, {82, 5000}, {100, 6200}}));
+                          {30, 5000}, {35, 1400}, {52, 1200}, {68, 6200}, {100, 6200}}));
     EXPECT_EQ(loaded->fanOffThresholdC, 85.0);
 }
 
@@ -154,18 +157,22 @@ TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
              R"([{"op":"remove","path":"/points/3/id"}])",
              R"([{"op":"replace","path":"/points/0/id","value":"not-a-uuid"}])",
              R"([{"op":"remove","path":"/points/1/rpm"}])",
-             R"([{"op":"replace","path":"/points/1/temperatureC","value":1e300}])",
-             R"([{"op":"replace","path":"/safetyLimitC","value":18446744073709551615}])",
+             R"([{"op":"replace","path":"/temperatureAxis/maximum","value":1e300}])",
+             R"([{"op":"replace","path":"/rpmAxis/minimum","value":-1e300}])",
          }) {
         const auto good =
             nlohmann::json::parse(*WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));
         texts.push_back(good.patch(nlohmann::json::parse(patch)).dump());
     }
-    for (const char* raw :
-         {"", "not json", "[]", "{\"name\":", R"({"name":"x","safetyLimitC":NaN})",
-          "{\"name\":\"\xFF\"}", R"({"name":"x","safetyLimitC":1e400})"}) {
+    for (const char* raw : {"", "not json", "[]", "{\"name\":",
+                            R"({"name":"x","safetyLimitC":NaN})", "{\"name\":\"\xFF\"}"}) {
         texts.emplace_back(raw);
     }
+    // A number too large for a double makes the whole text unreadable.
+    std::string tooLarge = *WindlarkPreferences::encodeProfile(WindlarkProfile::balanced());
+    const std::string safetyLimit = R"("safetyLimitC":86.0)";
+    tooLarge.replace(tooLarge.find(safetyLimit), safetyLimit.size(), R"("safetyLimitC":1e400)");
+    texts.push_back(tooLarge);
 
     for (const std::string& text : texts) {
         defaults->setDataText(kProfileKey, text);
