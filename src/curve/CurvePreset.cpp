@@ -38,7 +38,8 @@ WindlarkProfile profile(CurvePreset preset) {
     WindlarkProfile result = WindlarkProfile::balanced();
     result.name = std::string(rawValue(preset));
     // Every preset gets fresh point identifiers, the balanced one included, so that two
-    // applications of a preset never share points. Each preset has its own safety limit.
+    // applications of a preset never share points. Each preset has its own safety limit;
+    // the balanced one keeps the default curve's points and limit.
     switch (preset) {
     case CurvePreset::quiet:
         replacePoints(
@@ -47,9 +48,9 @@ WindlarkProfile profile(CurvePreset preset) {
         result.safetyLimitC = 84.0;
         break;
     case CurvePreset::balanced:
-        replacePoints(
-            result,
-            {{35.0, 1400.0}, {52.0, 2100.0}, {68.0, 3400.0}, {82.0, 5000.0}, {94.0, 6200.0}});
+        for (WindlarkPoint& point : result.points) {
+            point.id = Uuid::random();
+        }
         break;
     case CurvePreset::cooling:
         replacePoints(
