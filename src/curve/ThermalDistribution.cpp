@@ -11,8 +11,15 @@ ThermalDistribution ThermalDistribution::make(std::span<const ThermalSample> sam
     const double width = axis.span() / count;
     const double lastIndex = count - 1;
 
-    std::vector<int> counters(static_cast<std::size_t>(count), 0);
-    int total = 0;
+    // The graph rebuilds this on every redraw: the bins themselves are the counters, so
+    // the one allocation is the result.
+    ThermalDistribution distribution;
+    distribution.bins.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        const double lowerBound = axis.minimum + i * width;
+        distribution.bins.push_back({i, lowerBound, lowerBound + width, 0, 0.0});
+    }
+
     for (const ThermalSample& sample : samples) {
         const double temperatureC = sample.temperatureC;
         if (!(axis.minimum <= temperatureC && temperatureC <= axis.maximum)) {
@@ -25,20 +32,17 @@ ThermalDistribution ThermalDistribution::make(std::span<const ThermalSample> sam
             position = 0.0;
         }
         position = std::min(position, lastIndex);
-        ++counters[static_cast<std::size_t>(position)];
-        ++total;
+        ++distribution.bins[static_cast<std::size_t>(position)].count;
+        ++distribution.sampleCount;
     }
 
-    const int peak = std::max(*std::max_element(counters.begin(), counters.end()), 1);
-    ThermalDistribution distribution;
-    distribution.bins.reserve(counters.size());
-    for (int i = 0; i < count; ++i) {
-        const int binCountValue = counters[static_cast<std::size_t>(i)];
-        const double lowerBound = axis.minimum + i * width;
-        distribution.bins.push_back({i, lowerBound, lowerBound + width, binCountValue,
-                                     static_cast<double>(binCountValue) / peak});
+    int peak = 1;
+    for (const ThermalDistributionBin& bin : distribution.bins) {
+        peak = std::max(peak, bin.count);
     }
-    distribution.sampleCount = total;
+    for (ThermalDistributionBin& bin : distribution.bins) {
+        bin.normalizedCount = static_cast<double>(bin.count) / peak;
+    }
     return distribution;
 }
 
