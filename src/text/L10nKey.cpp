@@ -101,6 +101,21 @@ constexpr std::array<std::string_view, kL10nKeyCount> kKeyNames = {
     "safetyModeDescription",
 };
 
+// The tables and the names are indexed by a key's value, so the list of all keys must
+// be the enumeration itself, in order, ending at its last case, with a name for each.
+constexpr bool isEveryKeyInOrderAndNamed() {
+    for (std::size_t index = 0; index < kL10nKeyCount; ++index) {
+        if (static_cast<std::size_t>(allCases<L10nKey>[index]) != index ||
+            kKeyNames[index].empty()) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(static_cast<std::size_t>(L10nKey::safetyModeDescription) + 1 == kL10nKeyCount,
+              "kL10nKeyCount must count every key");
+static_assert(isEveryKeyInOrderAndNamed(), "every key listed in order, with its own name");
+
 } // namespace
 
 std::string_view rawValue(L10nKey key) {

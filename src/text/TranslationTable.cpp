@@ -8,6 +8,10 @@ namespace windlark {
 
 namespace {
 
+// The texts are indexed by a language's value; the list of all languages must cover them.
+static_assert(static_cast<std::size_t>(AppLanguage::spanish) + 1 == allCases<AppLanguage>.size(),
+              "every language has a row of texts");
+
 std::size_t indexOf(AppLanguage language) {
     return static_cast<std::size_t>(language);
 }
