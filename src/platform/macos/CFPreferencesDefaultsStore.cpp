@@ -1,47 +1,16 @@
 #include "platform/macos/CFPreferencesDefaultsStore.h"
 
+#include "platform/macos/MacCFString.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <cstddef>
 #include <limits>
-#include <utility>
 
 namespace windlark {
 
 namespace {
 
-// Owns one CoreFoundation object obtained under the Create or Copy rule and releases it
-// exactly once.
-template <typename Ref>
-class Owned {
-public:
-    explicit Owned(Ref ref = nullptr)
-        : ref_(ref) {}
-    Owned(const Owned&) = delete;
-    Owned& operator=(const Owned&) = delete;
-    Owned(Owned&& other) noexcept
-        : ref_(std::exchange(other.ref_, nullptr)) {}
-    Owned& operator=(Owned&& other) noexcept {
-        if (this != &other) {
-            reset();
-            ref_ = std::exchange(other.ref_, nullptr);
-        }
-        return *this;
-    }
-    ~Owned() { reset(); }
-
-    [[nodiscard]] Ref get() const { return ref_; }
-    explicit operator bool() const { return ref_ != nullptr; }
-
-private:
-    void reset() {
-        if (ref_ != nullptr) {
-            CFRelease(ref_);
-            ref_ = nullptr;
-        }
-    }
-
-    Ref ref_;
-};
+using MacCF::Owned;
 
 bool fitsCFIndex(std::size_t size) {
     return size <= static_cast<std::size_t>(std::numeric_limits<CFIndex>::max());
@@ -55,24 +24,6 @@ Owned<CFStringRef> makeCFString(std::string_view text) {
     return Owned<CFStringRef>(
         CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
                                 static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
-}
-
-std::optional<std::string> toUTF8(CFStringRef string) {
-    const CFIndex length = CFStringGetLength(string);
-    const CFIndex capacity = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8);
-    if (capacity == kCFNotFound || capacity < 0) {
-        return std::nullopt;
-    }
-    std::string text(static_cast<std::size_t>(capacity), '\0');
-    CFIndex used = 0;
-    const CFIndex converted =
-        CFStringGetBytes(string, CFRangeMake(0, length), kCFStringEncodingUTF8, 0, false,
-                         reinterpret_cast<UInt8*>(text.data()), capacity, &used);
-    if (converted != length || used < 0 || used > capacity) {
-        return std::nullopt;
-    }
-    text.resize(static_cast<std::size_t>(used));
-    return text;
 }
 
 // The stored value under the key, if any, owned by the caller.
@@ -129,7 +80,7 @@ std::optional<std::string> CFPreferencesDefaultsStore::string(std::string_view k
     if (!value || CFGetTypeID(value.get()) != CFStringGetTypeID()) {
         return std::nullopt;
     }
-    return toUTF8(static_cast<CFStringRef>(value.get()));
+    return MacCF::utf8(static_cast<CFStringRef>(value.get()));
 }
 
 void CFPreferencesDefaultsStore::setString(std::string_view key, std::string_view value) {
