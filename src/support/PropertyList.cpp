@@ -97,7 +97,9 @@ std::string PropertyList::text() const {
             } else if constexpr (std::is_same_v<T, std::string>) {
                 return value;
             } else {
-                return toJson(*this).dump();
+                // A diagnostic line must print whatever the helper sent; bytes that are
+                // not UTF-8 cannot go into JSON as they are, so they show as U+FFFD.
+                return toJson(*this).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
             }
         },
         value_);
