@@ -161,6 +161,9 @@ AppUpdateCheckResult AppUpdateChecker::checkNow() const {
 }
 
 void AppUpdateChecker::checkForUpdates(Completion completion) {
+    // The completion is moved, never copied, all the way into the task posted to the main
+    // loop: it usually holds interface objects, and the checking thread must not end up
+    // releasing them.
     auto deliver = [](const std::shared_ptr<Link>& link, Completion onResult,
                       AppUpdateCheckResult result) {
         const std::scoped_lock lock(link->mutex);
@@ -184,15 +187,17 @@ void AppUpdateChecker::checkForUpdates(Completion completion) {
         deliver(link_, std::move(completion), checkNow());
         return;
     }
+    // Shared with the thread so that it is still here should the thread fail to start.
+    auto pending = std::make_shared<Completion>(std::move(completion));
     // The thread holds the configuration and the link, never `this`, so it may outlive
     // the checker.
-    auto work = [configuration = configuration_, link = link_, deliver, completion] {
-        deliver(link, completion, perform(*configuration));
+    auto work = [configuration = configuration_, link = link_, deliver, pending] {
+        deliver(link, std::exchange(*pending, nullptr), perform(*configuration));
     };
     try {
         std::thread(std::move(work)).detach();
     } catch (const std::exception& error) {
-        deliver(link_, std::move(completion),
+        deliver(link_, std::exchange(*pending, nullptr),
                 failedResult(configuration_->currentVersion, error.what()));
     }
 }

@@ -14,7 +14,8 @@ public:
     virtual ~AppUpdateChecking() = default;
 
     // Starts a check and returns at once. `completion` runs later on the main loop with the
-    // result, unless the checker is destroyed first; then it never runs.
+    // result, and is released there, unless the checker is destroyed first; then it never
+    // runs, and may be released on the checking thread.
     virtual void checkForUpdates(Completion completion) = 0;
 };
 

@@ -6,10 +6,13 @@
 #include "shell/AppVersion.h"
 #include "shell/HttpsAddress.h"
 
+#include <condition_variable>
 #include <gtest/gtest.h>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace windlark {
@@ -273,6 +276,68 @@ TEST_F(AppUpdateCheckerAsyncTest, ResultOfABackgroundCheckArrivesOnTheMainLoop) 
     ASSERT_TRUE(received.has_value());
     EXPECT_EQ(*received, (AppUpdateCheckResult{Status::failed, "1.2", std::nullopt, std::nullopt,
                                                "Could not resolve host: updates.example.com"}));
+}
+
+// Lives inside a completion and notes where each of its live copies ends. A completion
+// usually holds on to interface objects, which may only be released on the main thread.
+class ThreadNotingCapture {
+public:
+    struct Record {
+        std::mutex mutex;
+        std::condition_variable changed;
+        int liveCopies = 0;
+        std::vector<std::thread::id> endedOn;
+    };
+
+    explicit ThreadNotingCapture(std::shared_ptr<Record> record)
+        : record_(std::move(record)) {
+        adjust(+1);
+    }
+    ThreadNotingCapture(const ThreadNotingCapture& other)
+        : record_(other.record_) {
+        adjust(+1);
+    }
+    ThreadNotingCapture(ThreadNotingCapture&& other) noexcept
+        : record_(std::move(other.record_)) {}
+    ThreadNotingCapture& operator=(const ThreadNotingCapture&) = delete;
+    ThreadNotingCapture& operator=(ThreadNotingCapture&&) = delete;
+    ~ThreadNotingCapture() {
+        if (record_) {
+            adjust(-1);
+        }
+    }
+
+private:
+    void adjust(int change) {
+        {
+            const std::scoped_lock lock(record_->mutex);
+            record_->liveCopies += change;
+            if (change < 0) {
+                record_->endedOn.push_back(std::this_thread::get_id());
+            }
+        }
+        record_->changed.notify_all();
+    }
+
+    std::shared_ptr<Record> record_;
+};
+
+TEST_F(AppUpdateCheckerAsyncTest, TheCompletionIsReleasedOnTheMainThread) {
+    auto checker = makeChecker(kValid);
+    auto record = std::make_shared<ThreadNotingCapture::Record>();
+    bool isCalled = false;
+    checker->checkForUpdates([capture = ThreadNotingCapture(record),
+                              &isCalled](const AppUpdateCheckResult&) { isCalled = true; });
+    ASSERT_TRUE(loop.waitForPost());
+    loop.runPending();
+    EXPECT_TRUE(isCalled);
+
+    std::unique_lock lock(record->mutex);
+    ASSERT_TRUE(record->changed.wait_for(lock, std::chrono::seconds(10),
+                                         [&] { return record->liveCopies == 0; }));
+    for (const std::thread::id thread : record->endedOn) {
+        EXPECT_EQ(thread, std::this_thread::get_id());
+    }
 }
 
 TEST_F(AppUpdateCheckerAsyncTest, DestroyingTheCheckerDuringACheckDropsTheResult) {
