@@ -4,13 +4,17 @@
 #include "contract/WindlarkManualTargetLeaseResponse.h"
 #include "contract/WindlarkPrivilegedHelperStatus.h"
 
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <initializer_list>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace windlark {
@@ -38,6 +42,10 @@ using State = SimulatedHelper::State;
 
 // Closer than this counts as having reached the target.
 constexpr double reachedToleranceRPM = 50.0;
+// A day of lease and a minute of settling are far beyond any sensible simulation and far
+// inside what the clocks can represent.
+constexpr std::int64_t maximumLeaseSecondsLimit = 86'400;
+constexpr double settleSecondsLimit = 60.0;
 
 template <typename T>
 bool readKey(const nlohmann::json& section, const char* key, T& target, std::string& error) {
@@ -155,8 +163,9 @@ private:
 };
 
 // Answers on a thread of its own, as the real helper answers on its connection's queue, so
-// that the client's time-outs apply to a slow answer too. Threads are joined when the
-// connector goes away.
+// that the client's time-outs apply to a slow answer too. Finished threads are joined when
+// the next request comes (an app renewing every few seconds would otherwise pile up a
+// thread per renewal), the rest when the connector goes away.
 class SimulatedConnector final : public HelperConnector {
 public:
     explicit SimulatedConnector(std::shared_ptr<SimulatedHelper> helper)
@@ -165,8 +174,8 @@ public:
     SimulatedConnector& operator=(const SimulatedConnector&) = delete;
     ~SimulatedConnector() override {
         const std::lock_guard lock(mutex_);
-        for (std::thread& thread : threads_) {
-            thread.join();
+        for (Worker& worker : workers_) {
+            worker.thread.join();
         }
     }
 
@@ -206,13 +215,29 @@ private:
             return;
         }
         const std::lock_guard lock(mutex_);
-        threads_.emplace_back(
-            [helper = helper_, reply = std::move(reply), operation] { reply(operation(*helper)); });
+        std::erase_if(workers_, [](Worker& worker) {
+            if (!worker.isDone->load()) {
+                return false;
+            }
+            worker.thread.join();
+            return true;
+        });
+        auto isDone = std::make_shared<std::atomic<bool>>(false);
+        std::thread thread([helper = helper_, reply = std::move(reply), operation, isDone] {
+            reply(operation(*helper));
+            isDone->store(true);
+        });
+        workers_.push_back({std::move(thread), std::move(isDone)});
     }
+
+    struct Worker {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> isDone;
+    };
 
     std::shared_ptr<SimulatedHelper> helper_;
     std::mutex mutex_;
-    std::vector<std::thread> threads_;
+    std::vector<Worker> workers_;
 };
 
 class SimulatedAuthorization final : public HelperAuthorization {
@@ -287,9 +312,27 @@ SimulatedHelperParseResult parseSimulatedHelper(const nlohmann::json& document) 
         readKey(section, "hangs", configuration.hangs, error) &&
         readKey(section, "refusesLeases", configuration.refusesLeases, error) &&
         readKey(section, "maximumLeaseSeconds", configuration.maximumLeaseSeconds, error) &&
-        readKey(section, "daemonStatus", configuration.daemonStatus, error);
+        readKey(section, "daemonStatus", configuration.daemonStatus, error) &&
+        readKey(section, "holdSettleSeconds", configuration.holdSettleSeconds, error) &&
+        readKey(section, "renewalSettleSeconds", configuration.renewalSettleSeconds, error);
     if (!ok) {
         return result;
+    }
+    // These end up as points in time; out of these bounds they would overflow the clock.
+    if (configuration.maximumLeaseSeconds < 1 ||
+        configuration.maximumLeaseSeconds > maximumLeaseSecondsLimit) {
+        result.error = "helper.maximumLeaseSeconds must be between 1 and " +
+                       std::to_string(maximumLeaseSecondsLimit);
+        return result;
+    }
+    for (const auto& [key, seconds] :
+         {std::pair{"holdSettleSeconds", configuration.holdSettleSeconds},
+          std::pair{"renewalSettleSeconds", configuration.renewalSettleSeconds}}) {
+        if (!(seconds >= 0.0 && seconds <= settleSecondsLimit)) {
+            result.error = std::string("helper.") + key + " must be between 0 and " +
+                           std::to_string(static_cast<int>(settleSecondsLimit));
+            return result;
+        }
     }
     if (fanWrites != "enabled" && fanWrites != "disabled") {
         result.error = "helper.fanWrites must be \"enabled\" or \"disabled\"";

@@ -48,8 +48,9 @@ struct SimulatedHelperParseResult {
 //               "fanWrites": "enabled", "hangs": false, "refusesLeases": false,
 //               "maximumLeaseSeconds": 60, "daemonStatus": 1, "holdSettleSeconds": 3,
 //               "renewalSettleSeconds": 1 }
-// Every key is optional; a team of null means signed by no team. Without the section there
-// is no configuration; a key of the wrong type is an error naming the key.
+// Every key is optional; a team of null means signed by no team. The lease limit runs from
+// 1 to 86400 seconds and each settle time from 0 to 60. Without the section there is no
+// configuration; a key of the wrong type or out of its range is an error naming the key.
 [[nodiscard]] SimulatedHelperParseResult parseSimulatedHelper(const nlohmann::json& document);
 
 // A privileged helper that exists only in this process. It answers the three contract

@@ -55,13 +55,16 @@ TEST(SimulatedHelper, ParsesTheMachineFileSection) {
 
     const auto custom = parseSimulatedHelper(nlohmann::json::parse(
         R"({"helper": {"hangs": true, "heartbeat": false, "fanWrites": "disabled",
-                       "teamIdentifier": null, "maximumLeaseSeconds": 30}})"));
+                       "teamIdentifier": null, "maximumLeaseSeconds": 30,
+                       "holdSettleSeconds": 0.5, "renewalSettleSeconds": 0}})"));
     ASSERT_TRUE(custom.configuration);
     EXPECT_TRUE(custom.configuration->hangs);
     EXPECT_FALSE(custom.configuration->hasHeartbeat);
     EXPECT_FALSE(custom.configuration->isFanWriteGateOpen);
     EXPECT_EQ(custom.configuration->teamIdentifier, std::nullopt);
     EXPECT_EQ(custom.configuration->maximumLeaseSeconds, 30);
+    EXPECT_EQ(custom.configuration->holdSettleSeconds, 0.5);
+    EXPECT_EQ(custom.configuration->renewalSettleSeconds, 0.0);
 
     const std::vector<std::pair<const char*, const char*>> broken = {
         {R"({"helper": []})", "helper must be an object"},
@@ -71,6 +74,16 @@ TEST(SimulatedHelper, ParsesTheMachineFileSection) {
         {R"({"helper": {"fanWrites": "on"}})",
          "helper.fanWrites must be \"enabled\" or \"disabled\""},
         {R"({"helper": {"teamIdentifier": 5}})", "helper.teamIdentifier must be a string or null"},
+        {R"({"helper": {"holdSettleSeconds": "1"}})", "helper.holdSettleSeconds must be a number"},
+        // Limits that would push a lease's end or a settle deadline past what a clock holds.
+        {R"({"helper": {"maximumLeaseSeconds": 9223372036854775807}})",
+         "helper.maximumLeaseSeconds must be between 1 and 86400"},
+        {R"({"helper": {"maximumLeaseSeconds": 0}})",
+         "helper.maximumLeaseSeconds must be between 1 and 86400"},
+        {R"({"helper": {"holdSettleSeconds": 1e300}})",
+         "helper.holdSettleSeconds must be between 0 and 60"},
+        {R"({"helper": {"renewalSettleSeconds": -1}})",
+         "helper.renewalSettleSeconds must be between 0 and 60"},
     };
     for (const auto& [json, error] : broken) {
         const auto result = parseSimulatedHelper(nlohmann::json::parse(json));
