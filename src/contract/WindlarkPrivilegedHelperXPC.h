@@ -30,4 +30,8 @@ struct WindlarkPrivilegedHelperXPC {
     static constexpr std::string_view manualTargetLeaseReason = "manual-target-lease";
 };
 
+static_assert(WindlarkPrivilegedHelperXPC::resetTimeoutSeconds ==
+                  4 * WindlarkPrivilegedHelperXPC::requestTimeoutSeconds,
+              "a reset gets four times the time of an ordinary request");
+
 } // namespace windlark

@@ -291,9 +291,9 @@ PrivilegedHelperActionResult BundledPrivilegedHelperClient::installPrivilegedHel
     HelperAuthorization& authorization = *attempt.authorization;
 
     // An older helper must go first; there being none is the normal first install.
-    constexpr std::int64_t jobNotFound = 6;
     const ServiceManagementOutcome removal = authorization.removeJob(configuration_.expectedLabel);
-    if (!removal.isSuccess && !(removal.error && removal.error->code == jobNotFound)) {
+    if (!removal.isSuccess &&
+        !(removal.error && removal.error->code == ServiceManagementError::jobNotFoundCode)) {
         return PrivilegedHelperActionResult::failure(
             removal.error ? removal.error->description
                           : std::string("SMJobRemove failed without an error."));

@@ -1,6 +1,24 @@
 #include "helper/FanWriteSafetyPlan.h"
 
+#include <cstddef>
+
 namespace windlark {
+namespace {
+
+// The raw-value lookup walks these cases; one left out or out of order would parse to the
+// wrong status.
+constexpr bool casesInDeclarationOrder() {
+    const auto& cases = allCases<FanWriteSafetyStatus>;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        if (static_cast<std::size_t>(cases[i]) != i) {
+            return false;
+        }
+    }
+    return cases.back() == FanWriteSafetyStatus::writeCapable;
+}
+static_assert(casesInDeclarationOrder());
+
+} // namespace
 
 std::string_view rawValue(FanWriteSafetyStatus status) {
     switch (status) {

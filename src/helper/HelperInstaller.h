@@ -10,6 +10,10 @@ namespace windlark {
 
 // An error as the service-management layer reports it: a numeric code and its text.
 struct ServiceManagementError {
+    // The code of "no such job" (kSMErrorJobNotFound): removing a helper that was never
+    // installed is the normal first install, not a failure.
+    static constexpr std::int64_t jobNotFoundCode = 6;
+
     std::int64_t code = 0;
     std::string description;
 

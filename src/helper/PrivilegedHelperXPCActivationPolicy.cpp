@@ -2,7 +2,25 @@
 
 #include "helper/PrivilegedHelperHealth.h"
 
+#include <cstddef>
+
 namespace windlark {
+namespace {
+
+// The preflight report and the raw-value lookup walk these cases; a case left out or out of
+// order would print or parse the wrong state.
+constexpr bool casesInDeclarationOrder() {
+    const auto& cases = allCases<PrivilegedHelperXPCActivationState>;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        if (static_cast<std::size_t>(cases[i]) != i) {
+            return false;
+        }
+    }
+    return cases.back() == PrivilegedHelperXPCActivationState::activationAllowed;
+}
+static_assert(casesInDeclarationOrder());
+
+} // namespace
 
 std::string_view rawValue(PrivilegedHelperXPCActivationState state) {
     switch (state) {

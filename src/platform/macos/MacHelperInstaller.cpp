@@ -8,6 +8,9 @@
 #include <string>
 
 namespace windlark {
+
+static_assert(ServiceManagementError::jobNotFoundCode == kSMErrorJobNotFound);
+
 namespace {
 
 // SMJobBless and SMJobRemove are deprecated in favour of SMAppService, which cannot install

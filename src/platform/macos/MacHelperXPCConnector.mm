@@ -18,6 +18,10 @@
 @end
 
 namespace windlark {
+
+// The privileged option: the Mach service lives in the system domain, run by launchd as root.
+static_assert(NSXPCConnectionPrivileged == 0x1000);
+
 namespace {
 
 NSString* nsString(std::string_view text) {
