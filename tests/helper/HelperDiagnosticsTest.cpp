@@ -1,6 +1,7 @@
 #include "helper/HelperDiagnostics.h"
 
 #include "fakes/FakePrivilegedHelperClient.h"
+#include "fakes/FixedFanHardwareController.h"
 #include "hardware/AdminHardwareProbe.h"
 
 #include <gtest/gtest.h>
@@ -23,20 +24,7 @@ EnvironmentLookup environmentOf(std::map<std::string, std::string> variables) {
     };
 }
 
-class FixedHardware final : public FanHardwareController {
-public:
-    FanHardwareCapabilities capabilities = FanHardwareCapabilities::unavailable();
-    int reads = 0;
-
-    FanHardwareCapabilities readCapabilities() override {
-        ++reads;
-        return capabilities;
-    }
-    ThermalSnapshot readSnapshot(const WindlarkProfile&, FanControlMode,
-                                 const ThermalSnapshot& previous) override {
-        return previous;
-    }
-};
+using FixedHardware = FixedFanHardwareController;
 
 std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;

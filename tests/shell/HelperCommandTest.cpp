@@ -3,6 +3,7 @@
 #include "fakes/FakeRegistryReader.h"
 #include "fakes/FakeSMCBus.h"
 #include "fakes/FakeTemperatureSensors.h"
+#include "fakes/FixedFanHardwareController.h"
 #include "fakes/ManualClock.h"
 #include "helper/HelperDiagnostics.h"
 #include "shell/CommandLine.h"
@@ -14,16 +15,7 @@
 namespace windlark {
 namespace {
 
-class FixedHardware final : public FanHardwareController {
-public:
-    FanHardwareCapabilities capabilities = FanHardwareCapabilities::unavailable();
-
-    FanHardwareCapabilities readCapabilities() override { return capabilities; }
-    ThermalSnapshot readSnapshot(const WindlarkProfile&, FanControlMode,
-                                 const ThermalSnapshot& previous) override {
-        return previous;
-    }
-};
+using FixedHardware = FixedFanHardwareController;
 
 struct Outcome {
     int status = 0;
@@ -81,8 +73,15 @@ TEST(HelperCommand, ArgumentsReachTheWinningCommandOnly) {
         int status;
     };
     const std::vector<Case> cases = {
-        {"install wins over reset in either order",
+        {"install wins over a reset given before it",
          {"--xpc-reset", "--install-helper"},
+         {},
+         std::nullopt,
+         {"install", "readHealth"},
+         {},
+         0},
+        {"install wins over a reset given after it",
+         {"--install-helper", "--xpc-reset"},
          {},
          std::nullopt,
          {"install", "readHealth"},
