@@ -14,6 +14,7 @@
 #include "platform/macos/MacInstallWorkspace.h"
 #include "platform/macos/SMAppServiceLoginItemService.h"
 #else
+#include "platform/BuildVersion.h"
 #include "platform/linux/XdgAutostartLoginItemService.h"
 #include "platform/posix/PosixInstallFileOperations.h"
 #include "platform/posix/PosixInstallWorkspace.h"
@@ -25,9 +26,14 @@ namespace windlark::ShellPlatform {
 namespace {
 
 #if !defined(__APPLE__)
-class EmptyBundleInfo final : public ApplicationBundleInfo {
+// There is no information property list to read; the build's version takes the place
+// of the bundle's, and nothing else is known.
+class BuildBundleInfo final : public ApplicationBundleInfo {
 public:
-    [[nodiscard]] std::optional<std::string> stringValue(std::string_view /*key*/) const override {
+    [[nodiscard]] std::optional<std::string> stringValue(std::string_view key) const override {
+        if (key == "CFBundleShortVersionString") {
+            return std::string(kBuildVersion);
+        }
         return std::nullopt;
     }
 };
@@ -76,7 +82,7 @@ std::unique_ptr<ApplicationBundleInfo> makeApplicationBundleInfo() {
 #if defined(__APPLE__)
     return std::make_unique<MacApplicationBundleInfo>();
 #else
-    return std::make_unique<EmptyBundleInfo>();
+    return std::make_unique<BuildBundleInfo>();
 #endif
 }
 

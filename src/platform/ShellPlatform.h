@@ -16,8 +16,8 @@ namespace windlark::ShellPlatform {
 // A snapshot of this process's environment variables.
 [[nodiscard]] ProcessEnvironment currentEnvironment();
 
-// The application bundle's information (macOS); elsewhere an empty list, so the running
-// version reads as "development".
+// The application bundle's information (macOS); elsewhere only the build's version, as
+// the short version string.
 [[nodiscard]] std::unique_ptr<ApplicationBundleInfo> makeApplicationBundleInfo();
 // The running bundle's location (macOS) or this executable's path.
 [[nodiscard]] std::string currentBundlePath();

@@ -1,6 +1,7 @@
 #include "platform/ShellPlatform.h"
 
 #include "fakes/ManualMainLoop.h"
+#include "platform/BuildVersion.h"
 #include "shell/AppUpdateChecker.h"
 #include "shell/ApplicationInstallLocationGuard.h"
 
@@ -20,7 +21,7 @@ TEST(ShellPlatform, EnvironmentSnapshotKeepsEmptyValues) {
     ::unsetenv("WINDLARK_SHELL_PLATFORM_TEST_2");
 }
 
-TEST(ShellPlatform, OnLinuxTheGuardNeverTakesOverAndTheVersionIsDevelopment) {
+TEST(ShellPlatform, OnLinuxTheGuardNeverTakesOverAndTheVersionComesFromTheBuild) {
     auto files = ShellPlatform::makeInstallFileOperations();
     auto workspace = ShellPlatform::makeInstallWorkspace();
     // Even a path that would need moving on macOS is left alone here.
@@ -34,8 +35,12 @@ TEST(ShellPlatform, OnLinuxTheGuardNeverTakesOverAndTheVersionIsDevelopment) {
 
     EXPECT_TRUE(ShellPlatform::currentBundlePath().ends_with("windlark_tests_platform"))
         << ShellPlatform::currentBundlePath();
+    // Without a bundle the build's own version stands in for the bundle's, so a Linux
+    // build is not offered every published release as an update.
     const auto bundle = ShellPlatform::makeApplicationBundleInfo();
-    EXPECT_EQ(AppUpdateChecker::currentVersion(*bundle), "development");
+    EXPECT_EQ(AppUpdateChecker::currentVersion(*bundle), kBuildVersion);
+    EXPECT_NE(kBuildVersion, "development");
+    EXPECT_EQ(AppUpdateChecker::updateURL(*bundle, ProcessEnvironment{}), std::nullopt);
 }
 
 } // namespace
