@@ -50,7 +50,7 @@ void probeOutput(benchmark::State& state) {
         benchmark::DoNotOptimize(windlark::FanHardwareCapabilities::fromProbeOutput(kProbeReport));
     }
 }
-BENCHMARK(probeOutput);
+BENCHMARK(probeOutput)->Repetitions(9)->ReportAggregatesOnly(true);
 
 void smcDiagnoseOutput(benchmark::State& state) {
     const std::string report = smcDiagnoseReport();
@@ -58,7 +58,7 @@ void smcDiagnoseOutput(benchmark::State& state) {
         benchmark::DoNotOptimize(windlark::FanHardwareCapabilities::fromSMCDiagnoseOutput(report));
     }
 }
-BENCHMARK(smcDiagnoseOutput);
+BENCHMARK(smcDiagnoseOutput)->Repetitions(9)->ReportAggregatesOnly(true);
 
 } // namespace
 
