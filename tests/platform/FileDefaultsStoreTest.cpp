@@ -127,6 +127,17 @@ TEST(FileDefaultsStore, UnwritableLocationsForgetSilently) {
     EXPECT_EQ(readFile(scratch.path() / "blocked"), "I am a file");
 }
 
+TEST(FileDefaultsStore, ARelativePathIsTakenFromTheWorkingFolder) {
+    ScratchDirectory scratch;
+    const fs::path previous = fs::current_path();
+    fs::current_path(scratch.path());
+    FileDefaultsStore store("defaults.json");
+    store.setString("language", "ko");
+    EXPECT_EQ(store.string("language"), "ko");
+    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "defaults.json"));
+    fs::current_path(previous);
+}
+
 TEST(FileDefaultsStore, StandardStoreLivesUnderXdgConfigHome) {
     ScratchDirectory scratch;
     const char* previous = std::getenv("XDG_CONFIG_HOME");

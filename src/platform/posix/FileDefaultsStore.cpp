@@ -153,7 +153,9 @@ void syncDirectory(const std::filesystem::path& directory) {
 }
 
 bool replaceFileAtomically(const std::filesystem::path& file, std::string_view contents) {
-    const std::filesystem::path directory = file.parent_path();
+    // A bare file name lives in the working folder; an empty folder name would make
+    // creating the folder fail and every write be lost.
+    const std::filesystem::path directory = file.has_parent_path() ? file.parent_path() : ".";
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) {
