@@ -162,6 +162,15 @@ TEST_F(PosixInstallTest, ReportsRealFileSystemErrors) {
         << *result.errorDescription;
     EXPECT_TRUE(isTemporaryEmpty());
     EXPECT_FALSE(fs::exists(installed()));
+
+    // A name that fits the folder but not the Trash's ".trashinfo" beside it: an error,
+    // not an exception, and the item stays where it was.
+    const fs::path longName = scratch.path() / std::string(250, 'w');
+    std::ofstream(longName) << "x";
+    std::optional<std::string> trashed;
+    EXPECT_NO_THROW(trashed = files.moveToTrash(longName.string()));
+    EXPECT_TRUE(trashed.has_value());
+    EXPECT_TRUE(fs::exists(longName));
 }
 
 } // namespace

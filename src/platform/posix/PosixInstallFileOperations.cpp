@@ -44,6 +44,16 @@ std::string percentEncoded(const std::string& path) {
     return encoded;
 }
 
+// Whether anything, a dangling link included, lies at `path`. `problem` is set when the
+// system cannot tell (a name too long, a folder that may not be searched).
+bool isOccupied(const fs::path& path, std::error_code& problem) {
+    const fs::file_status status = fs::symlink_status(path, problem);
+    if (status.type() == fs::file_type::not_found) {
+        problem.clear();
+    }
+    return !problem && fs::exists(status);
+}
+
 std::string localTimestamp() {
     const std::time_t now = std::time(nullptr);
     std::tm parts{};
@@ -134,18 +144,26 @@ std::optional<std::string> PosixInstallFileOperations::moveToTrash(const std::st
     if (error) {
         return described(error, trashDirectory_);
     }
-    const std::string name = fs::path(path).filename().string();
+    const fs::path original = fs::absolute(path, error);
+    if (error) {
+        return described(error, path);
+    }
+    const std::string name = original.filename().string();
     // An earlier version of the same name may already lie in the Trash; number this one.
     std::string trashedName = name;
-    for (int number = 2; fs::exists(trash / "files" / trashedName) ||
-                         fs::exists(trash / "info" / (trashedName + ".trashinfo"));
+    for (int number = 2;
+         isOccupied(trash / "files" / trashedName, error) ||
+         (!error && isOccupied(trash / "info" / (trashedName + ".trashinfo"), error));
          ++number) {
         trashedName = name + "." + std::to_string(number);
+    }
+    if (error) {
+        return described(error, path);
     }
     const fs::path info = trash / "info" / (trashedName + ".trashinfo");
     {
         std::ofstream stream(info, std::ios::trunc);
-        stream << "[Trash Info]\nPath=" << percentEncoded(fs::absolute(path).string())
+        stream << "[Trash Info]\nPath=" << percentEncoded(original.string())
                << "\nDeletionDate=" << localTimestamp() << "\n";
         if (!stream.flush()) {
             fs::remove(info, error);
