@@ -12,6 +12,9 @@ NSString* nsString(std::string_view text) {
     return converted != nil ? converted : @"";
 }
 
+// The guard compares the modal response with its own constant.
+static_assert(InstallAlert::kFirstButtonResponse == NSAlertFirstButtonReturn);
+
 } // namespace
 
 int MacInstallWorkspace::currentProcessIdentifier() const {

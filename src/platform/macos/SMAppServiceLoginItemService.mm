@@ -20,6 +20,11 @@ LoginItemError errorFrom(NSError* error) {
 
 int SMAppServiceLoginItemService::statusCode() const {
     if (@available(macOS 13.0, *)) {
+        // The raw status is handed on as it is; the controller maps its numbers.
+        static_assert(SMAppServiceStatusNotRegistered == kNotRegistered);
+        static_assert(SMAppServiceStatusEnabled == kEnabled);
+        static_assert(SMAppServiceStatusRequiresApproval == kRequiresApproval);
+        static_assert(SMAppServiceStatusNotFound == kNotFound);
         @autoreleasepool {
             return static_cast<int>(SMAppService.mainAppService.status);
         }
