@@ -1,20 +1,12 @@
 #include "hardware/AdminHardwareProbe.h"
 
+#include "hardware/ReportText.h"
+
 #include <cmath>
 
 namespace windlark::AdminHardwareProbe {
 
 namespace {
-
-constexpr std::string_view kWhitespace = " \t\n\r\v\f";
-
-std::string trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kWhitespace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return std::string(text.substr(first, text.find_last_not_of(kWhitespace) - first + 1));
-}
 
 std::string replacingAll(std::string_view text, char target, std::string_view replacement) {
     std::string result;
@@ -29,49 +21,7 @@ std::string replacingAll(std::string_view text, char target, std::string_view re
     return result;
 }
 
-// Output that is not UTF-8 is treated as no output at all, as the platform's decoder does.
-bool isValidUTF8(std::string_view text) {
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const auto lead = static_cast<unsigned char>(text[at]);
-        std::size_t length = 0;
-        unsigned codePoint = 0;
-        if (lead < 0x80) {
-            ++at;
-            continue;
-        }
-        if ((lead & 0xE0U) == 0xC0U) {
-            length = 2;
-            codePoint = lead & 0x1FU;
-        } else if ((lead & 0xF0U) == 0xE0U) {
-            length = 3;
-            codePoint = lead & 0x0FU;
-        } else if ((lead & 0xF8U) == 0xF0U) {
-            length = 4;
-            codePoint = lead & 0x07U;
-        } else {
-            return false;
-        }
-        if (at + length > text.size()) {
-            return false;
-        }
-        for (std::size_t i = 1; i < length; ++i) {
-            const auto next = static_cast<unsigned char>(text[at + i]);
-            if ((next & 0xC0U) != 0x80U) {
-                return false;
-            }
-            codePoint = (codePoint << 6) | (next & 0x3FU);
-        }
-        if ((length == 2 && codePoint < 0x80) || (length == 3 && codePoint < 0x800) ||
-            (length == 4 && codePoint < 0x10000) || (codePoint >= 0xD800 && codePoint <= 0xDFFF) ||
-            codePoint > 0x10FFFF) {
-            return false;
-        }
-        at += length;
-    }
-    return true;
-}
-
+// Output that is not UTF-8 counts as no output at all.
 std::string decoded(std::string bytes) {
     return isValidUTF8(bytes) ? std::move(bytes) : std::string();
 }
@@ -88,9 +38,9 @@ AdminHardwareProbeResult runProcess(ChildProcessRunner& runner, const std::strin
     if (outcome.exitStatus == 0) {
         return AdminHardwareProbeResult::success(std::move(output));
     }
-    std::string message = trimmed(decoded(std::move(outcome.standardError)));
+    std::string message(trimmedWhitespace(decoded(std::move(outcome.standardError))));
     if (message.empty()) {
-        message = trimmed(output);
+        message = trimmedWhitespace(output);
     }
     return AdminHardwareProbeResult::failure(std::move(message));
 }
@@ -137,7 +87,7 @@ std::string singleLine(std::string_view text) {
             character = ' ';
         }
     }
-    return trimmed(line);
+    return std::string(trimmedWhitespace(line));
 }
 
 std::vector<std::string> probeReportLines(const FanHardwareCapabilities& capabilities,

@@ -1,5 +1,6 @@
 #include "hardware/FanHardwareCapabilities.h"
 
+#include "hardware/ReportText.h"
 #include "text/Formatters.h"
 
 #include <algorithm>
@@ -169,17 +170,6 @@ std::vector<FanHardwareFan> parseFans(const ProbeFields& fields, long long fanCo
     return fans;
 }
 
-constexpr std::string_view kWhitespace = " \t\n\r\v\f";
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kWhitespace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    const std::size_t last = text.find_last_not_of(kWhitespace);
-    return text.substr(first, last - first + 1);
-}
-
 // The smcDiagnose report as key -> number. Lines are "key,value" or "key=value"; only the
 // first word of the value counts so that units after the number do not matter.
 class SMCDiagnoseFields {
@@ -222,9 +212,9 @@ private:
         if (at == std::string_view::npos || at == 0 || at + 1 >= line.size()) {
             return;
         }
-        const std::string_view key = trimmed(line.substr(0, at));
-        std::string_view value = trimmed(line.substr(at + 1));
-        value = value.substr(0, value.find_first_of(kWhitespace));
+        const std::string_view key = trimmedWhitespace(line.substr(0, at));
+        std::string_view value = trimmedWhitespace(line.substr(at + 1));
+        value = value.substr(0, value.find_first_of(" \t\n\r\v\f"));
         if (key.empty() || value.empty()) {
             return;
         }

@@ -1,5 +1,7 @@
 #include "hardware/SMCReadOnlyClient.h"
 
+#include "hardware/ReportText.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -12,15 +14,6 @@ namespace {
 
 constexpr std::uint32_t kStructMethodSelector = 2;
 constexpr std::size_t kRecordSize = sizeof(SMCKeyData);
-
-std::string_view trimmedType(std::string_view type) {
-    constexpr std::string_view whitespace = " \t\n\r\v\f";
-    const std::size_t first = type.find_first_not_of(whitespace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return type.substr(first, type.find_last_not_of(whitespace) - first + 1);
-}
 
 std::string hexBytes(const std::array<std::uint8_t, SMCKeyData::maximumValueSize>& bytes,
                      std::size_t count) {
@@ -155,15 +148,19 @@ std::string SMCReadOnlyClient::displayKey(std::string_view key) {
     return text;
 }
 
-std::optional<SMCValue> SMCReadOnlyClient::readValue(std::string_view key) {
+bool SMCReadOnlyClient::readRecords(std::string_view key, SMCKeyData& info, SMCKeyData& read) {
     const std::uint32_t code = smcKeyCode(key);
-    SMCKeyData info;
     if (call(keyInfoRequest(code), info) != KernelResult::success || info.result != 0) {
-        return std::nullopt;
+        return false;
     }
+    return call(readBytesRequest(code, info.keyInfo.dataSize), read) == KernelResult::success &&
+           read.result == 0;
+}
+
+std::optional<SMCValue> SMCReadOnlyClient::readValue(std::string_view key) {
+    SMCKeyData info;
     SMCKeyData read;
-    if (call(readBytesRequest(code, info.keyInfo.dataSize), read) != KernelResult::success ||
-        read.result != 0) {
+    if (!readRecords(key, info, read)) {
         return std::nullopt;
     }
     const std::size_t size = cappedSize(info.keyInfo.dataSize);
@@ -177,12 +174,20 @@ std::optional<SMCValue> SMCReadOnlyClient::readValue(std::string_view key) {
 }
 
 std::optional<double> SMCReadOnlyClient::readRPM(std::string_view key) {
-    const auto value = readValue(key);
-    if (!value) {
+    // Straight from the records: the live RPM is read on every tick of the control loop.
+    SMCKeyData info;
+    SMCKeyData read;
+    if (!readRecords(key, info, read)) {
         return std::nullopt;
     }
-    const std::string_view type = trimmedType(value->dataType);
-    const std::vector<std::uint8_t>& bytes = value->bytes;
+    return decodeRPM(fourCharacterString(info.keyInfo.dataType),
+                     std::span(read.bytes).first(cappedSize(info.keyInfo.dataSize)));
+}
+
+std::optional<double> SMCReadOnlyClient::decodeRPM(std::string_view dataType,
+                                                   std::span<const std::uint8_t> bytes) {
+    // The type may come padded ("flt ").
+    const std::string_view type = trimmedWhitespace(dataType);
     if (type == "flt") {
         if (bytes.size() < 4) {
             return std::nullopt;

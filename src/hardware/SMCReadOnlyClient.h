@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,7 +48,7 @@ public:
     [[nodiscard]] static std::vector<std::string> debugConnectionMatrix(SMCBus& bus);
 
     [[nodiscard]] std::optional<SMCValue> readValue(std::string_view key);
-    // "flt" little-endian float, "fpe2" big-endian fixed point, else big-endian raw 16 bit.
+    // The key's value as an RPM (see decodeRPM); absent when it cannot be read.
     [[nodiscard]] std::optional<double> readRPM(std::string_view key);
     // The first non-zero byte of "FNum" (0 when all are zero).
     [[nodiscard]] std::optional<int> readFanCount();
@@ -59,12 +60,19 @@ public:
     [[nodiscard]] static std::string kernelResultText(std::int32_t kernelResult);
     // Spaces made visible: "FS! " -> "FS!<space>".
     [[nodiscard]] static std::string displayKey(std::string_view key);
+    // An RPM from a key's type and bytes: "flt" is a little-endian float, "fpe2" big-endian
+    // fixed point with two fraction bits, any other type a big-endian unsigned 16-bit
+    // number. Absent when there are too few bytes for the type. No plausibility check.
+    [[nodiscard]] static std::optional<double> decodeRPM(std::string_view dataType,
+                                                         std::span<const std::uint8_t> bytes);
 
 private:
     SMCReadOnlyClient(std::shared_ptr<SMCBus> bus, SMCBus::ConnectionHandle connection,
                       std::string serviceClassName);
 
     std::int32_t call(const SMCKeyData& input, SMCKeyData& output);
+    // The two calls of a key read, each needing kernel result and SMC result 0.
+    bool readRecords(std::string_view key, SMCKeyData& info, SMCKeyData& read);
 
     std::shared_ptr<SMCBus> bus_;
     SMCBus::ConnectionHandle connection_ = 0;

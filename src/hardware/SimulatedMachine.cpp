@@ -1,5 +1,8 @@
 #include "hardware/SimulatedMachine.h"
 
+#include "hardware/ReportText.h"
+#include "hardware/SMCReadOnlyClient.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -30,17 +33,20 @@ std::string paddedType(const std::string& type, const std::string& key) {
     return padded;
 }
 
-std::string trimmedType(const std::string& type) {
-    const std::size_t last = type.find_last_not_of(' ');
-    return last == std::string::npos ? std::string() : type.substr(0, last + 1);
-}
-
 std::vector<std::uint8_t> bigEndian(std::uint64_t value, std::size_t size) {
     std::vector<std::uint8_t> bytes(size);
     for (std::size_t i = 0; i < size; ++i) {
         bytes[size - 1 - i] = static_cast<std::uint8_t>((value >> (8 * i)) & 0xFFU);
     }
     return bytes;
+}
+
+// The SMC's "flt": an IEEE single in little-endian order.
+std::vector<std::uint8_t> floatBytes(double value) {
+    const auto bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
+    return {static_cast<std::uint8_t>(bits & 0xFFU), static_cast<std::uint8_t>((bits >> 8) & 0xFFU),
+            static_cast<std::uint8_t>((bits >> 16) & 0xFFU),
+            static_cast<std::uint8_t>((bits >> 24) & 0xFFU)};
 }
 
 std::uint64_t unsignedInRange(double value, double maximum, const std::string& key) {
@@ -52,13 +58,9 @@ std::uint64_t unsignedInRange(double value, double maximum, const std::string& k
 
 // The bytes the SMC would hold for `value` in the given type.
 std::vector<std::uint8_t> encoded(const std::string& type, double value, const std::string& key) {
-    const std::string base = trimmedType(type);
+    const std::string_view base = trimmedWhitespace(type);
     if (base == "flt") {
-        const auto bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
-        return {static_cast<std::uint8_t>(bits & 0xFFU),
-                static_cast<std::uint8_t>((bits >> 8) & 0xFFU),
-                static_cast<std::uint8_t>((bits >> 16) & 0xFFU),
-                static_cast<std::uint8_t>((bits >> 24) & 0xFFU)};
+        return floatBytes(value);
     }
     if (base == "fpe2") {
         const double scaled = std::round(value * 4.0);
@@ -254,26 +256,13 @@ bool SimulatedMachine::holdFanTarget(int fanIndex, double rpm, Timestamp until) 
     advance(*state, clock_->now());
     double target = rpm;
     const std::string prefix = "F" + std::to_string(fanIndex);
+    // The limits as the read path decodes them.
     const auto limit = [&](const char* suffix) -> std::optional<double> {
         const auto key = keys_.find(prefix + suffix);
         if (key == keys_.end()) {
             return std::nullopt;
         }
-        const std::string type = trimmedType(key->second.dataType);
-        const auto& bytes = key->second.bytes;
-        if (type == "flt" && bytes.size() >= 4) {
-            std::uint32_t bits = 0;
-            for (std::size_t i = 0; i < 4; ++i) {
-                bits |= static_cast<std::uint32_t>(bytes[i]) << (8 * i);
-            }
-            return static_cast<double>(std::bit_cast<float>(bits));
-        }
-        if (bytes.size() >= 2) {
-            const double raw =
-                static_cast<double>(bytes[0]) * 256.0 + static_cast<double>(bytes[1]);
-            return type == "fpe2" ? raw / 4.0 : raw;
-        }
-        return std::nullopt;
+        return SMCReadOnlyClient::decodeRPM(key->second.dataType, key->second.bytes);
     };
     const auto minimum = limit("Mn");
     const auto maximum = limit("Mx");
@@ -306,13 +295,9 @@ std::optional<SimulatedMachine::SMCKey> SimulatedMachine::readKey(std::string_vi
             continue;
         }
         advance(state, clock_->now());
-        const std::string type = trimmedType(answer.dataType);
+        const std::string_view type = trimmedWhitespace(answer.dataType);
         if (type == "flt") {
-            const auto bits = std::bit_cast<std::uint32_t>(static_cast<float>(state.rpm));
-            answer.bytes = {static_cast<std::uint8_t>(bits & 0xFFU),
-                            static_cast<std::uint8_t>((bits >> 8) & 0xFFU),
-                            static_cast<std::uint8_t>((bits >> 16) & 0xFFU),
-                            static_cast<std::uint8_t>((bits >> 24) & 0xFFU)};
+            answer.bytes = floatBytes(state.rpm);
         } else {
             const double scaled = std::round(type == "fpe2" ? state.rpm * 4.0 : state.rpm);
             const auto raw = static_cast<std::uint64_t>(std::clamp(scaled, 0.0, 65535.0));

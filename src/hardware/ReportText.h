@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+namespace windlark {
+
+// `text` without white space and line breaks at either end. The reports read here are
+// ASCII, so the ASCII ones are all there is to remove.
+[[nodiscard]] std::string_view trimmedWhitespace(std::string_view text);
+
+// True when `text` is well-formed UTF-8: no stray continuation bytes, no truncated,
+// overlong or surrogate sequences, nothing past U+10FFFF. Text from outside the program
+// (a child's output, registry bytes) that fails this is treated as no text at all, as the
+// platform's own UTF-8 decoder does.
+[[nodiscard]] bool isValidUTF8(std::string_view text);
+
+} // namespace windlark
