@@ -87,7 +87,10 @@ public:
     explicit ProbeFields(std::string_view text) {
         std::size_t start = 0;
         while (start <= text.size()) {
-            std::size_t end = text.find('\n', start);
+            // A carriage return ends a line too: "do shell script" turns the report's line
+            // feeds into carriage returns before osascript prints it. Report values never
+            // hold either (they pass through singleLine).
+            std::size_t end = text.find_first_of("\r\n", start);
             if (end == std::string_view::npos) {
                 end = text.size();
             }

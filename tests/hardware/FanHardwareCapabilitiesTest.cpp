@@ -145,6 +145,18 @@ TEST(FanHardwareCapabilities, ProbeOutputParsing) {
                             "fanCount=99999999999999999999", "fanCount=2000000000"}) {
         EXPECT_FALSE(FanHardwareCapabilities::fromProbeOutput(bad)) << bad;
     }
+    // "do shell script" hands the report back with carriage returns for line ends.
+    for (const char* lineEnd : {"\r", "\r\n"}) {
+        std::string report;
+        for (const char* line :
+             {"fanCount=1", "minimumRPM=1000", "maximumRPM=4900", "source=smc"}) {
+            report.append(line).append(lineEnd);
+        }
+        const auto crReport = FanHardwareCapabilities::fromProbeOutput(report);
+        ASSERT_TRUE(crReport) << "line end " << static_cast<int>(lineEnd[1]);
+        EXPECT_EQ(crReport->maximumRPM, 4900.0);
+        EXPECT_EQ(crReport->source, "smc");
+    }
     EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput("fanCount=+1")->fanCount, 1);
     EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput("fanCount=1")->source, "Hardware probe");
 }
