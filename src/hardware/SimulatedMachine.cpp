@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <numbers>
 #include <stdexcept>
@@ -41,13 +42,16 @@ std::vector<std::uint8_t> bigEndian(std::uint64_t value, std::size_t size) {
     return bytes;
 }
 
-// The SMC's "flt": an IEEE single in little-endian order.
+// The SMC's "flt": an IEEE single in little-endian order. The caller makes sure that the
+// value fits a float; converting one that does not is undefined.
 std::vector<std::uint8_t> floatBytes(double value) {
     const auto bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
     return {static_cast<std::uint8_t>(bits & 0xFFU), static_cast<std::uint8_t>((bits >> 8) & 0xFFU),
             static_cast<std::uint8_t>((bits >> 16) & 0xFFU),
             static_cast<std::uint8_t>((bits >> 24) & 0xFFU)};
 }
+
+constexpr double kLargestFloat = std::numeric_limits<float>::max();
 
 std::uint64_t unsignedInRange(double value, double maximum, const std::string& key) {
     if (!std::isfinite(value) || value < 0.0 || value > maximum || std::trunc(value) != value) {
@@ -60,6 +64,9 @@ std::uint64_t unsignedInRange(double value, double maximum, const std::string& k
 std::vector<std::uint8_t> encoded(const std::string& type, double value, const std::string& key) {
     const std::string_view base = trimmedWhitespace(type);
     if (base == "flt") {
+        if (!std::isfinite(value) || std::abs(value) > kLargestFloat) {
+            throw MachineFileError("SMC key \"" + key + "\": value does not fit its type");
+        }
         return floatBytes(value);
     }
     if (base == "fpe2") {
@@ -146,11 +153,12 @@ SimulatedMachine::ParseResult SimulatedMachine::parse(std::string_view json,
                                                "\": \"bytes\" must be a list of at most 32 bytes");
                     }
                     for (const Json& byte : bytes) {
-                        if (!byte.is_number_unsigned() || byte.get<unsigned>() > 255U) {
+                        // Read at full width: an unsigned read would wrap 2^32 to 0.
+                        if (!byte.is_number_unsigned() || byte.get<std::uint64_t>() > 255U) {
                             throw MachineFileError("SMC key \"" + key +
                                                    "\": every byte must be 0 to 255");
                         }
-                        entry.bytes.push_back(static_cast<std::uint8_t>(byte.get<unsigned>()));
+                        entry.bytes.push_back(static_cast<std::uint8_t>(byte.get<std::uint64_t>()));
                     }
                 } else if (description.contains("value")) {
                     const double value = number(description, "value", "SMC key \"" + key + "\"");
@@ -297,7 +305,8 @@ std::optional<SimulatedMachine::SMCKey> SimulatedMachine::readKey(std::string_vi
         advance(state, clock_->now());
         const std::string_view type = trimmedWhitespace(answer.dataType);
         if (type == "flt") {
-            answer.bytes = floatBytes(state.rpm);
+            // A fan without limits may be held at any target; the key saturates.
+            answer.bytes = floatBytes(std::clamp(state.rpm, -kLargestFloat, kLargestFloat));
         } else {
             const double scaled = std::round(type == "fpe2" ? state.rpm * 4.0 : state.rpm);
             const auto raw = static_cast<std::uint64_t>(std::clamp(scaled, 0.0, 65535.0));

@@ -80,6 +80,17 @@ TEST(SimulatedMachine, HeldFanMovesToTheTargetAndBackAfterTheDeadline) {
     machine->releaseFan(0);
     clock->advance(30.0);
     EXPECT_NEAR(*machine->fanSpeed(0), 1650.0, 1.0);
+
+    // A fan without limits takes any target, but its float key still holds a number.
+    auto unlimited =
+        SimulatedMachine::parse(R"({"smc": {"F0Ac": {"type": "flt", "value": 1650}}})", clock)
+            .machine;
+    ASSERT_TRUE(unlimited->holdFanTarget(0, 1e300, addingSeconds(clock->now(), 60.0)));
+    clock->advance(30.0);
+    const auto reading =
+        SMCReadOnlyClient::open(std::make_shared<SimulatedSMCBus>(unlimited))->readRPM("F0Ac");
+    ASSERT_TRUE(reading);
+    EXPECT_TRUE(std::isfinite(*reading)) << *reading;
 }
 
 TEST(SimulatedMachine, HoldsAndReadsFromSeveralThreads) {
@@ -111,6 +122,8 @@ TEST(SimulatedMachine, RejectsMalformedFilesWithAReason) {
         {R"({"smc": {"FNum": {"type": "ch8*", "value": 3}}})", "\"bytes\""},
         {R"({"smc": {"FNum": {"value": 3}}})", "\"type\""},
         {R"({"smc": {"FNum": {"type": "ui8", "bytes": [256]}}})", "0 to 255"},
+        {R"({"smc": {"FNum": {"type": "ui8", "bytes": [4294967296]}}})", "0 to 255"},
+        {R"({"smc": {"F0Ac": {"type": "flt", "value": 1e300}}})", "does not fit"},
         {R"({"sensors": [{"name": 5}]})", "text"},
         {R"({"model": 17})", "text"},
     };
