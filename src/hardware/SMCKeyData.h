@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace windlark {
 
@@ -59,13 +60,20 @@ struct SMCKeyData {
     bool operator==(const SMCKeyData&) const = default;
 };
 
+// The record crosses into the kernel as raw bytes, so it must be plain bytes itself.
+static_assert(std::is_standard_layout_v<SMCKeyData> && std::is_trivially_copyable_v<SMCKeyData>);
 static_assert(sizeof(SMCKeyData) == 80, "the AppleSMC user client takes exactly 80 bytes");
+static_assert(sizeof(SMCVersion) == 6 && offsetof(SMCVersion, release) == 4);
+static_assert(sizeof(SMCPowerLimitData) == 16 && offsetof(SMCPowerLimitData, cpuPLimit) == 4);
+static_assert(sizeof(SMCKeyInfo) == 12 && offsetof(SMCKeyInfo, dataType) == 4 &&
+              offsetof(SMCKeyInfo, dataAttributes) == 8);
 static_assert(offsetof(SMCKeyData, version) == 4);
-static_assert(offsetof(SMCKeyData, powerLimitData) == 12);
+static_assert(offsetof(SMCKeyData, powerLimitData) == 12); // two bytes of padding before
 static_assert(offsetof(SMCKeyData, keyInfo) == 28);
 static_assert(offsetof(SMCKeyData, result) == 40);
+static_assert(offsetof(SMCKeyData, status) == 41);
 static_assert(offsetof(SMCKeyData, data8) == 42);
-static_assert(offsetof(SMCKeyData, data32) == 44);
+static_assert(offsetof(SMCKeyData, data32) == 44); // one byte of padding before
 static_assert(offsetof(SMCKeyData, bytes) == 48);
 
 } // namespace windlark
