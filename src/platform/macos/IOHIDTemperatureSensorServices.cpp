@@ -14,7 +14,7 @@ typedef struct __IOHIDServiceClient* IOHIDServiceClientRef;
 typedef struct __IOHIDEvent* IOHIDEventRef;
 
 IOHIDEventSystemClientRef IOHIDEventSystemClientCreate(CFAllocatorRef allocator);
-int IOHIDEventSystemClientSetMatching(IOHIDEventSystemClientRef client, CFDictionaryRef matching);
+void IOHIDEventSystemClientSetMatching(IOHIDEventSystemClientRef client, CFDictionaryRef matching);
 CFArrayRef IOHIDEventSystemClientCopyServices(IOHIDEventSystemClientRef client);
 CFTypeRef IOHIDServiceClientCopyProperty(IOHIDServiceClientRef service, CFStringRef key);
 IOHIDEventRef IOHIDServiceClientCopyEvent(IOHIDServiceClientRef service, int64_t type,

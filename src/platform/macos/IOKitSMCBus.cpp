@@ -19,12 +19,11 @@ static_assert(static_cast<std::int32_t>(kIOReturnNotFound) == KernelResult::notF
 
 namespace {
 
-mach_port_t mainPort() {
-#if defined(MAC_OS_VERSION_12_0)
-    return kIOMainPortDefault;
-#else
-    return kIOMasterPortDefault;
-#endif
+// The default main port. IOKitLib documents kIOMainPortDefault as a named synonym for
+// MACH_PORT_NULL; passing the null port works on every macOS release and avoids both the
+// macOS 12 availability of the new name and the deprecation of the old one.
+constexpr mach_port_t mainPort() {
+    return MACH_PORT_NULL;
 }
 
 } // namespace

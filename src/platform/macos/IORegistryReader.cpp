@@ -3,17 +3,17 @@
 #include "platform/macos/MacCFString.h"
 
 #include <IOKit/IOKitLib.h>
+#include <mach/port.h>
 
 namespace windlark {
 
 namespace {
 
-mach_port_t mainPort() {
-#if defined(MAC_OS_VERSION_12_0)
-    return kIOMainPortDefault;
-#else
-    return kIOMasterPortDefault;
-#endif
+// The default main port. IOKitLib documents kIOMainPortDefault as a named synonym for
+// MACH_PORT_NULL; passing the null port works on every macOS release and avoids both the
+// macOS 12 availability of the new name and the deprecation of the old one.
+constexpr mach_port_t mainPort() {
+    return MACH_PORT_NULL;
 }
 
 io_registry_entry_t openEntry(RegistryEntry entry) {
