@@ -88,9 +88,22 @@ ChildProcessOutcome PosixChildProcessRunner::run(const std::string& executablePa
         outcome.launchError = errorText(executablePath, error);
         return outcome;
     }
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, output.writeEnd.get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errors.writeEnd.get(), STDERR_FILENO);
+    int actionError =
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (actionError == 0) {
+        actionError =
+            posix_spawn_file_actions_adddup2(&actions, output.writeEnd.get(), STDOUT_FILENO);
+    }
+    if (actionError == 0) {
+        actionError =
+            posix_spawn_file_actions_adddup2(&actions, errors.writeEnd.get(), STDERR_FILENO);
+    }
+    if (actionError != 0) {
+        // Without its redirections the child would write into our own streams.
+        posix_spawn_file_actions_destroy(&actions);
+        outcome.launchError = errorText(executablePath, actionError);
+        return outcome;
+    }
 
     std::vector<std::string> storage;
     storage.reserve(arguments.size() + 1);
