@@ -49,10 +49,6 @@ std::optional<DiagnosticCommand> diagnosticCommand(const std::vector<std::string
     return std::nullopt;
 }
 
-bool isHelperCommand(DiagnosticCommand command) {
-    return command != DiagnosticCommand::smcMatrix && command != DiagnosticCommand::printHardware;
-}
-
 int run(DiagnosticCommand command, const std::vector<std::string>& arguments,
         const Services& services, std::ostream& out) {
     switch (command) {

@@ -54,8 +54,6 @@ struct Services {
 [[nodiscard]] std::optional<DiagnosticCommand>
 diagnosticCommand(const std::vector<std::string>& arguments);
 
-[[nodiscard]] bool isHelperCommand(DiagnosticCommand command);
-
 // Runs the command, writes its report lines to `out` and returns the exit status.
 [[nodiscard]] int run(DiagnosticCommand command, const std::vector<std::string>& arguments,
                       const Services& services, std::ostream& out);

@@ -73,8 +73,6 @@ TEST(CommandLine, HardwareCommandsPrintAndHelperCommandsGoToTheHelperLayer) {
     };
     EXPECT_EQ(CommandLine::run(DiagnosticCommand::xpcManualTargetHold, {}, services, out), 2);
     EXPECT_EQ(seen, std::vector<DiagnosticCommand>{DiagnosticCommand::xpcManualTargetHold});
-    EXPECT_FALSE(CommandLine::isHelperCommand(DiagnosticCommand::printHardware));
-    EXPECT_TRUE(CommandLine::isHelperCommand(DiagnosticCommand::helperPreflight));
 }
 
 } // namespace
