@@ -70,6 +70,8 @@ std::vector<std::string> printHardwareReport(const HardwareEnvironment& environm
             lines.emplace_back("smcFanControlKeyProbe=unavailable");
         }
     }
+    // "--smc-debug" already covers the control keys; "--smc-write-debug" asks for them on
+    // their own, so with both options they print twice, each option's report complete.
     if (contains(arguments, "--smc-write-debug")) {
         if (client) {
             append(lines, client->debugPotentialFanControlKeyReport());
