@@ -111,9 +111,18 @@ std::uint32_t SMCReadOnlyClient::smcKeyCode(std::string_view key) {
 }
 
 std::string SMCReadOnlyClient::fourCharacterString(std::uint32_t code) {
-    std::string text(4, '\0');
-    for (std::size_t i = 0; i < 4; ++i) {
-        text[i] = static_cast<char>((code >> (24 - 8 * i)) & 0xFFU);
+    // A byte past ASCII stands for the character of the same number (U+0080...U+00FF),
+    // written as UTF-8: a raw byte would make the whole report undecodable.
+    std::string text;
+    text.reserve(8);
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const auto byte = static_cast<std::uint8_t>((code >> shift) & 0xFFU);
+        if (byte < 0x80) {
+            text += static_cast<char>(byte);
+        } else {
+            text += static_cast<char>(0xC0U | (byte >> 6));
+            text += static_cast<char>(0x80U | (byte & 0x3FU));
+        }
     }
     return text;
 }

@@ -56,6 +56,7 @@ public:
 
     // "FNum" -> 0x464E756D: first character in the most significant byte.
     [[nodiscard]] static std::uint32_t smcKeyCode(std::string_view key);
+    // The inverse, one character per byte; bytes past ASCII become U+0080...U+00FF.
     [[nodiscard]] static std::string fourCharacterString(std::uint32_t code);
     [[nodiscard]] static std::string kernelResultText(std::int32_t kernelResult);
     // Spaces made visible: "FS! " -> "FS!<space>".

@@ -3,6 +3,7 @@
 #include "hardware/SMCReadOnlyClient.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace windlark {
@@ -69,7 +70,11 @@ std::int32_t SimulatedSMCBus::callStructMethod(ConnectionHandle connection, std:
     }
     output = SMCKeyData{};
     output.key = input.key;
-    const auto key = machine_->readKey(SMCReadOnlyClient::fourCharacterString(input.key));
+    // The machine file names its keys by their four bytes.
+    const std::array<char, 4> name{
+        static_cast<char>((input.key >> 24) & 0xFFU), static_cast<char>((input.key >> 16) & 0xFFU),
+        static_cast<char>((input.key >> 8) & 0xFFU), static_cast<char>(input.key & 0xFFU)};
+    const auto key = machine_->readKey(std::string_view(name.data(), name.size()));
     if (!key) {
         output.result = keyNotFoundResult;
         return KernelResult::success;

@@ -8,6 +8,8 @@
 namespace windlark {
 namespace {
 
+using namespace std::string_literals;
+
 std::shared_ptr<FakeSMCBus> busWithFans() {
     auto bus = std::make_shared<FakeSMCBus>();
     bus->setKey("FNum", "ui8 ", {0x02});
@@ -49,6 +51,10 @@ TEST(SMCReadOnlyClient, KeyCodesPackFirstCharacterHigh) {
     EXPECT_EQ(SMCReadOnlyClient::fourCharacterString(SMCReadOnlyClient::smcKeyCode("FS! ")),
               "FS! ");
     EXPECT_EQ(SMCReadOnlyClient::displayKey("FS! "), "FS!<space>");
+    // Each byte is one character, also past ASCII, so that reports stay valid UTF-8
+    // (the administrator probe's reader drops output that is not).
+    EXPECT_EQ(SMCReadOnlyClient::fourCharacterString(0x666C74B0U), "flt\u00B0");
+    EXPECT_EQ(SMCReadOnlyClient::fourCharacterString(0xFF000041U), "\u00FF\0\0A"s);
 }
 
 TEST(SMCReadOnlyClient, OpensTheEndpointFirstAndClosesOnDestruction) {
