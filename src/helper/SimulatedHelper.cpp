@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -24,7 +25,7 @@ struct SimulatedHelper::State {
     std::shared_ptr<SimulatedMachine> machine;
     std::mutex mutex;
     bool isInstalled = false; // guarded: the installer may change it
-    bool hasActiveLease = false;
+    std::set<int> heldFans;   // guarded; every fan a lease was granted on since the last reset
 
     std::string bundledHelperPath() const {
         return std::string(bundlePath) + "/Contents/Library/LaunchServices/" +
@@ -375,16 +376,19 @@ PropertyDictionary SimulatedHelper::readStatus() const {
 }
 
 PropertyDictionary SimulatedHelper::resetToSystem() {
-    bool hadLease = false;
+    std::set<int> heldFans;
     {
         const std::lock_guard lock(state_->mutex);
-        hadLease = state_->hasActiveLease;
-        state_->hasActiveLease = false;
+        heldFans.swap(state_->heldFans);
     }
+    // A reset hands every fan back, not only the one the app drives.
     if (state_->machine) {
-        state_->machine->releaseFan(0);
+        for (const int fanIndex : heldFans) {
+            state_->machine->releaseFan(fanIndex);
+        }
     }
-    WindlarkPrivilegedHelperStatus status = WindlarkPrivilegedHelperStatus::resetAccepted(hadLease);
+    WindlarkPrivilegedHelperStatus status =
+        WindlarkPrivilegedHelperStatus::resetAccepted(!heldFans.empty());
     status.privilege = "root";
     status.fanWrites = state_->configuration.isFanWriteGateOpen ? "enabled" : "disabled";
     return status.dictionary();
@@ -423,7 +427,7 @@ PropertyDictionary SimulatedHelper::holdManualTargetLease(const PropertyDictiona
     }
     {
         const std::lock_guard lock(state_->mutex);
-        state_->hasActiveLease = true;
+        state_->heldFans.insert(fanIndex);
     }
     // The helper waits a little for the fan to spin toward the target before it reports,
     // as a real one does; a curve renewal waits less, well inside its shorter time-out.

@@ -132,6 +132,29 @@ TEST(SimulatedHelper, LeaseMovesTheFanAndLapses) {
     EXPECT_LT(*rig.machine->fanSpeed(0), 1700.0);
 }
 
+TEST(SimulatedHelper, ResetGivesEveryHeldFanBack) {
+    const auto clock = std::make_shared<ManualClock>();
+    const auto machine = SimulatedMachine::parse(R"({"smc": {
+        "FNum": { "type": "ui8", "value": 2 },
+        "F0Mn": { "type": "flt", "value": 1000 }, "F0Mx": { "type": "flt", "value": 4900 },
+        "F0Ac": { "type": "flt", "value": 1650 },
+        "F1Mn": { "type": "flt", "value": 1000 }, "F1Mx": { "type": "flt", "value": 4900 },
+        "F1Ac": { "type": "flt", "value": 1650 }}})",
+                                                 clock)
+                             .machine;
+    ASSERT_TRUE(machine);
+    SimulatedHelper helper(Rig::quick(), machine);
+    const WindlarkManualTargetLeaseRequest second{1, 4000.0, 60, "manual-target-lease"};
+    ASSERT_EQ(helper.holdManualTargetLease(second.dictionary()).boolean("accepted"), true);
+    clock->advance(5.0);
+    ASSERT_GT(*machine->fanSpeed(1), 3000.0);
+
+    EXPECT_EQ(*helper.resetToSystem().string("resetToSystem"), "accepted");
+    clock->advance(10.0); // well inside the lease that the reset cancelled
+    EXPECT_LT(*machine->fanSpeed(1), 1700.0);
+    EXPECT_EQ(*helper.resetToSystem().string("resetToSystem"), "noop");
+}
+
 TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
     Rig rig;
     SimulatedHelper helper(Rig::quick(), rig.machine);
