@@ -1,24 +1,19 @@
 #include "platform/macos/MacInstallFileOperations.h"
 
+#include "platform/macos/MacNSString.h"
+
 #import <Foundation/Foundation.h>
 
 namespace windlark {
 namespace {
 
-NSString* nsString(const std::string& text) {
-    NSString* converted = [[NSString alloc] initWithBytes:text.data()
-                                                   length:text.size()
-                                                 encoding:NSUTF8StringEncoding];
-    return converted != nil ? converted : @"";
-}
+using MacNS::nsString;
 
 std::optional<std::string> failure(BOOL isDone, NSError* error) {
     if (isDone) {
         return std::nullopt;
     }
-    NSString* description = error != nil ? error.localizedDescription : nil;
-    const char* text = description != nil ? description.UTF8String : nullptr;
-    return std::string(text != nullptr ? text : "The file operation failed.");
+    return MacNS::utf8String(error.localizedDescription, "The file operation failed.");
 }
 
 } // namespace

@@ -1,16 +1,13 @@
 #include "platform/macos/MacInstallWorkspace.h"
 
+#include "platform/macos/MacNSString.h"
+
 #import <AppKit/AppKit.h>
 
 namespace windlark {
 namespace {
 
-NSString* nsString(std::string_view text) {
-    NSString* converted = [[NSString alloc] initWithBytes:text.data()
-                                                   length:text.size()
-                                                 encoding:NSUTF8StringEncoding];
-    return converted != nil ? converted : @"";
-}
+using MacNS::nsString;
 
 // The guard compares the modal response with its own constant.
 static_assert(InstallAlert::kFirstButtonResponse == NSAlertFirstButtonReturn);

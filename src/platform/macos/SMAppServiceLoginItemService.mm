@@ -1,5 +1,7 @@
 #include "platform/macos/SMAppServiceLoginItemService.h"
 
+#include "platform/macos/MacNSString.h"
+
 #import <Foundation/Foundation.h>
 #import <ServiceManagement/ServiceManagement.h>
 #include <string>
@@ -10,10 +12,8 @@ namespace {
 constexpr const char* kUnsupportedText = "Launch at login needs macOS 13 or later.";
 
 LoginItemError errorFrom(NSError* error) {
-    NSString* description = error.localizedDescription;
-    const char* text = description != nil ? description.UTF8String : nullptr;
-    return LoginItemError{text != nullptr ? std::string(text)
-                                          : std::string("The login item could not be changed.")};
+    return LoginItemError{
+        MacNS::utf8String(error.localizedDescription, "The login item could not be changed.")};
 }
 
 } // namespace
