@@ -98,8 +98,6 @@ TEST(SimulatedHelper, HealthyHelperMakesTheMachineWriteCapable) {
     const PrivilegedHelperHealth health = client.readHealth();
     EXPECT_EQ(health.xpcActivationPolicy().state,
               PrivilegedHelperXPCActivationState::activationAllowed);
-    EXPECT_EQ(health.detail, "signature valid, metadata ready, xpc enabled, privileged install "
-                             "verified, trusted provenance, heartbeat ok, reset ok");
     const auto capabilities = FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "sim");
     const auto plan = FanWriteSafetyPlan::evaluate(
         capabilities, true, health.isSignatureValid, health.hasBlessMetadata,
