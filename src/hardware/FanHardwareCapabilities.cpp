@@ -123,8 +123,10 @@ public:
             long long index = 0;
             const char* begin = key.data() + 3;
             auto [ptr, ec] = std::from_chars(begin, key.data() + key.size(), index);
-            if (ec == std::errc{} && ptr != begin && index >= 0 && index + 1 > limit) {
-                limit = index + 1;
+            // Capped before adding one: a key may carry the largest long long, and no
+            // index beyond the plausible fan count is ever looked at anyway.
+            if (ec == std::errc{} && ptr != begin && index >= 0) {
+                limit = std::max(limit, std::min(index, kLargestPlausibleFanCount) + 1);
             }
         }
         return limit;

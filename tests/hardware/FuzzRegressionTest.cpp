@@ -18,7 +18,8 @@ TEST(HardwareFuzzRegression, ProbeFanKeysWithHugeIndicesAreIgnored) {
         int expectedFans;
     } cases[] = {
         {"fanCount=2\nfan9223372036854775807Name=x\nfan1Name=B\n", 1},
-        {"fanCount=2\nfan9223372036854775807MinimumRPM=1\n", 0},
+        // No usable fan key: the initialiser makes fanCount fans from the aggregates.
+        {"fanCount=2\nfan9223372036854775807MinimumRPM=1\n", 2},
         {"fanCount=1024\nfan99999999999999999999Name=x\nfan0Name=A\n", 1},
         {"fanCount=3\nfan-9223372036854775808Name=x\nfan2CurrentRPM=1400\n", 1},
     };
