@@ -1,6 +1,7 @@
 #include "hardware/FanHardwareCapabilities.h"
 
 #include "hardware/ReportText.h"
+#include "support/NumberText.h"
 #include "text/Formatters.h"
 
 #include <algorithm>
@@ -40,37 +41,6 @@ std::vector<FanHardwareFan> legacyFans(int fanCount, std::optional<double> minim
         });
     }
     return fans;
-}
-
-// Whole decimal integer with an optional sign and nothing else around it.
-std::optional<long long> parseInteger(std::string_view text) {
-    if (text.size() > 1 && text.front() == '+' && text[1] != '-' && text[1] != '+') {
-        text.remove_prefix(1);
-    }
-    long long value = 0;
-    const char* end = text.data() + text.size();
-    auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    if (ec != std::errc{} || ptr != end || text.empty()) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-// Locale-independent decimal floating point ("2317", "-1.5e3", "inf", "nan"), whole text.
-std::optional<double> parseDouble(std::string_view text) {
-    if (text.size() > 1 && text.front() == '+' && text[1] != '-' && text[1] != '+') {
-        text.remove_prefix(1);
-    }
-    if (text.empty()) {
-        return std::nullopt;
-    }
-    double value = 0.0;
-    const char* end = text.data() + text.size();
-    auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    if (ec != std::errc{} || ptr != end) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 std::optional<double> parseOptionalRPM(std::optional<std::string_view> value) {

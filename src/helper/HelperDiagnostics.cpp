@@ -1,21 +1,19 @@
 #include "helper/HelperDiagnostics.h"
 
 #include "hardware/AdminHardwareProbe.h"
+#include "support/NumberText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <ostream>
 
 namespace windlark::HelperDiagnostics {
 namespace {
 
-std::string_view withoutPlusSign(std::string_view text) {
-    // A leading "+" is as good as none, as people type "+300" for a delta.
-    if (text.size() > 1 && text.front() == '+' && text[1] != '-' && text[1] != '+') {
-        text.remove_prefix(1);
-    }
-    return text;
+// A finite number: "nan" and "inf" parse, but no fan can be asked for them.
+std::optional<double> parseFiniteDouble(std::string_view text) {
+    const std::optional<double> value = parseDouble(text);
+    return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
 const char* boolText(bool value) {
@@ -42,7 +40,7 @@ std::optional<double> doubleSetting(const std::vector<std::string>& arguments,
         return std::nullopt;
     }
     const std::optional<std::string> text = environment(variable);
-    return text ? parseDouble(*text) : std::nullopt;
+    return text ? parseFiniteDouble(*text) : std::nullopt;
 }
 
 int runLease(HelperCommand command, const std::vector<std::string>& arguments,
@@ -104,29 +102,6 @@ std::optional<std::string> valueArgument(std::string_view name,
     return *std::next(found);
 }
 
-std::optional<std::int64_t> parseInteger(std::string_view text) {
-    text = withoutPlusSign(text);
-    std::int64_t value = 0;
-    const char* end = text.data() + text.size();
-    const auto [ptr, error] = std::from_chars(text.data(), end, value);
-    if (text.empty() || error != std::errc() || ptr != end) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-std::optional<double> parseDouble(std::string_view text) {
-    text = withoutPlusSign(text);
-    double value = 0.0;
-    const char* end = text.data() + text.size();
-    const auto [ptr, error] = std::from_chars(text.data(), end, value);
-    // "nan" and "inf" parse, but no fan can be asked for them.
-    if (text.empty() || error != std::errc() || ptr != end || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
-}
-
 std::optional<std::int64_t> intArgument(std::string_view name,
                                         const std::vector<std::string>& arguments) {
     const std::optional<std::string> value = valueArgument(name, arguments);
@@ -136,7 +111,7 @@ std::optional<std::int64_t> intArgument(std::string_view name,
 std::optional<double> doubleArgument(std::string_view name,
                                      const std::vector<std::string>& arguments) {
     const std::optional<std::string> value = valueArgument(name, arguments);
-    return value ? parseDouble(*value) : std::nullopt;
+    return value ? parseFiniteDouble(*value) : std::nullopt;
 }
 
 std::optional<double> requestedTargetRPM(const std::vector<std::string>& arguments,

@@ -59,8 +59,6 @@ inline constexpr int missingTargetExitStatus = 2;
                                                       const std::vector<std::string>& arguments);
 [[nodiscard]] std::optional<double> doubleArgument(std::string_view name,
                                                    const std::vector<std::string>& arguments);
-[[nodiscard]] std::optional<std::int64_t> parseInteger(std::string_view text);
-[[nodiscard]] std::optional<double> parseDouble(std::string_view text);
 
 // The target to ask the helper for: "--target-rpm" as given, else the current RPM plus
 // "--target-delta" (300 by default); each option falls back to its environment variable.

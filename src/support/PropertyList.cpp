@@ -1,5 +1,7 @@
 #include "support/PropertyList.h"
 
+#include "support/NumberText.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -74,16 +76,6 @@ bool operator==(const PropertyDictionary& lhs, const PropertyDictionary& rhs) {
     });
 }
 
-namespace {
-
-std::string shortestDouble(double value) {
-    std::array<char, 64> buffer{};
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    return std::string(buffer.data(), result.ptr);
-}
-
-} // namespace
-
 std::string PropertyList::text() const {
     return std::visit(
         [this](const auto& value) -> std::string {
@@ -93,7 +85,7 @@ std::string PropertyList::text() const {
             } else if constexpr (std::is_same_v<T, std::int64_t>) {
                 return std::to_string(value);
             } else if constexpr (std::is_same_v<T, double>) {
-                return shortestDouble(value);
+                return shortestDoubleText(value);
             } else if constexpr (std::is_same_v<T, std::string>) {
                 return value;
             } else {

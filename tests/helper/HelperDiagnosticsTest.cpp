@@ -46,23 +46,9 @@ TEST(HelperDiagnostics, ArgumentHelpers) {
     EXPECT_EQ(HelperDiagnostics::valueArgument("--missing", arguments), std::nullopt);
     EXPECT_EQ(HelperDiagnostics::valueArgument("1", arguments), std::nullopt); // last argument
 
-    const std::vector<std::pair<const char*, std::optional<double>>> doubles = {
-        {"2400", 2400.0},        {"-1.5", -1.5},          {"1e3", 1000.0},
-        {" 2400", std::nullopt}, {"2400 ", std::nullopt}, {"2400rpm", std::nullopt},
-        {"", std::nullopt},      {"nan", std::nullopt},   {"inf", std::nullopt},
-        {"+-3", std::nullopt}};
-    for (const auto& [text, expected] : doubles) {
-        EXPECT_EQ(HelperDiagnostics::parseDouble(text), expected) << text;
-    }
-    const std::vector<std::pair<const char*, std::optional<std::int64_t>>> integers = {
-        {"9", 9},
-        {"-4", -4},
-        {"+4", 4},
-        {"5.0", std::nullopt},
-        {"x", std::nullopt},
-        {"99999999999999999999", std::nullopt}};
-    for (const auto& [text, expected] : integers) {
-        EXPECT_EQ(HelperDiagnostics::parseInteger(text), expected) << text;
+    // Numbers that parse but no fan can be asked for.
+    for (const char* text : {"nan", "inf", "-inf"}) {
+        EXPECT_EQ(HelperDiagnostics::doubleArgument("--t", {"--t", text}), std::nullopt) << text;
     }
 }
 
