@@ -1,27 +1,32 @@
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace windlark::MacCF {
 
 // The UTF-8 text of a CFString (the caller keeps ownership); absent if it cannot convert.
+// Converted by byte count, not as a C string, so an embedded NUL does not cut it short.
 inline std::optional<std::string> utf8(CFStringRef text) {
     if (text == nullptr) {
         return std::nullopt;
     }
-    const CFIndex length = CFStringGetLength(text);
-    const CFIndex capacity = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8) + 1;
-    if (capacity <= 0) {
+    const CFRange whole = CFRangeMake(0, CFStringGetLength(text));
+    CFIndex byteCount = 0;
+    const CFIndex converted =
+        CFStringGetBytes(text, whole, kCFStringEncodingUTF8, 0, false, nullptr, 0, &byteCount);
+    if (converted != whole.length || byteCount < 0) {
         return std::nullopt;
     }
-    std::vector<char> buffer(static_cast<std::size_t>(capacity), '\0');
-    if (!CFStringGetCString(text, buffer.data(), capacity, kCFStringEncodingUTF8)) {
+    std::string result(static_cast<std::size_t>(byteCount), '\0');
+    if (byteCount > 0 && CFStringGetBytes(text, whole, kCFStringEncodingUTF8, 0, false,
+                                          reinterpret_cast<UInt8*>(result.data()), byteCount,
+                                          nullptr) != whole.length) {
         return std::nullopt;
     }
-    return std::string(buffer.data());
+    return result;
 }
 
 // Releases a CoreFoundation object at the end of a scope; null is allowed.
