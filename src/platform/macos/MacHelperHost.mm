@@ -1,26 +1,17 @@
 #include "platform/macos/MacHelperHost.h"
 
+#include "platform/macos/MacNSString.h"
+
 #import <Foundation/Foundation.h>
 #import <ServiceManagement/ServiceManagement.h>
 
 namespace windlark {
 namespace {
 
-std::optional<std::string> utf8(NSString* text) {
-    if (text == nil) {
-        return std::nullopt;
-    }
-    const char* bytes = text.UTF8String;
-    if (bytes == nullptr) {
-        return std::nullopt;
-    }
-    return std::string(bytes);
-}
+using MacNS::nsString;
 
-NSString* nsString(const std::string& text) {
-    return [[NSString alloc] initWithBytes:text.data()
-                                    length:text.size()
-                                  encoding:NSUTF8StringEncoding];
+std::optional<std::string> utf8(NSString* text) {
+    return MacNS::optionalUtf8String(text);
 }
 
 } // namespace

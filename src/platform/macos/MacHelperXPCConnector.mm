@@ -2,6 +2,7 @@
 
 #include "contract/WindlarkPrivilegedHelperXPC.h"
 #include "platform/macos/CFPropertyListConversion.h"
+#include "platform/macos/MacNSString.h"
 
 #import <Foundation/Foundation.h>
 #include <memory>
@@ -23,12 +24,6 @@ namespace windlark {
 static_assert(NSXPCConnectionPrivileged == 0x1000);
 
 namespace {
-
-NSString* nsString(std::string_view text) {
-    return [[NSString alloc] initWithBytes:text.data()
-                                    length:text.size()
-                                  encoding:NSUTF8StringEncoding];
-}
 
 // Only property-list classes may cross the connection, in either direction.
 NSXPCInterface* contractInterface() {
@@ -118,7 +113,7 @@ private:
 
 HelperSessionOpening MacHelperXPCConnector::openSession() {
     @autoreleasepool {
-        NSString* serviceName = nsString(WindlarkPrivilegedHelperXPC::serviceName);
+        NSString* serviceName = MacNS::nsString(WindlarkPrivilegedHelperXPC::serviceName);
         NSXPCConnection* connection =
             [[NSXPCConnection alloc] initWithMachServiceName:serviceName
                                                      options:NSXPCConnectionPrivileged];

@@ -1,6 +1,7 @@
 #pragma once
 
 #import <Foundation/Foundation.h>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,12 @@ inline NSString* nsString(std::string_view text) {
 inline std::string utf8String(NSString* text, std::string_view fallback = {}) {
     const char* bytes = text != nil ? text.UTF8String : nullptr;
     return bytes != nullptr ? std::string(bytes) : std::string(fallback);
+}
+
+// The UTF-8 form of `text`; absent when `text` is nil or has no UTF-8 form.
+inline std::optional<std::string> optionalUtf8String(NSString* text) {
+    const char* bytes = text != nil ? text.UTF8String : nullptr;
+    return bytes != nullptr ? std::optional<std::string>(bytes) : std::nullopt;
 }
 
 } // namespace windlark::MacNS
