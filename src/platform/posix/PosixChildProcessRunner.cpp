@@ -1,5 +1,7 @@
 #include "platform/posix/PosixChildProcessRunner.h"
 
+#include "platform/posix/SpawnArguments.h"
+
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -105,20 +107,11 @@ ChildProcessOutcome PosixChildProcessRunner::run(const std::string& executablePa
         return outcome;
     }
 
-    std::vector<std::string> storage;
-    storage.reserve(arguments.size() + 1);
-    storage.push_back(executablePath);
-    storage.insert(storage.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    argv.reserve(storage.size() + 1);
-    for (std::string& argument : storage) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
+    SpawnArguments argv(executablePath, arguments);
 
     pid_t child = -1;
     const int spawnError =
-        ::posix_spawn(&child, executablePath.c_str(), &actions, nullptr, argv.data(), environ);
+        ::posix_spawn(&child, executablePath.c_str(), &actions, nullptr, argv.argv(), environ);
     posix_spawn_file_actions_destroy(&actions);
     // Only the child writes; with our copies closed, end of stream means the child is done.
     output.writeEnd.reset();

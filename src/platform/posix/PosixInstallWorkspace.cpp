@@ -1,5 +1,7 @@
 #include "platform/posix/PosixInstallWorkspace.h"
 
+#include "platform/posix/SpawnArguments.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <spawn.h>
@@ -27,19 +29,10 @@ int PosixInstallWorkspace::runModalAlert(const InstallAlert& /*alert*/) {
 std::optional<std::string>
 PosixInstallWorkspace::launchDetached(const std::string& tool,
                                       const std::vector<std::string>& arguments) {
-    std::vector<std::string> storage;
-    storage.reserve(arguments.size() + 1);
-    storage.push_back(tool);
-    storage.insert(storage.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    argv.reserve(storage.size() + 1);
-    for (std::string& argument : storage) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
+    SpawnArguments argv(tool, arguments);
     pid_t child = 0;
     // The child is not waited for: this process quits right after starting it.
-    const int result = ::posix_spawn(&child, tool.c_str(), nullptr, nullptr, argv.data(), environ);
+    const int result = ::posix_spawn(&child, tool.c_str(), nullptr, nullptr, argv.argv(), environ);
     if (result != 0) {
         return std::string(std::strerror(result)) + ": " + tool;
     }
