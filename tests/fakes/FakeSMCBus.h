@@ -45,19 +45,14 @@ public:
     std::vector<SMCKeyData> requests;
     std::set<ConnectionHandle> openConnections;
     int releasedServices = 0;
-    int closedConnections = 0;
 
     void setKey(const std::string& key, const std::string& type, std::vector<std::uint8_t> bytes) {
         keys[key] = Key{type, std::move(bytes), std::nullopt};
     }
 
     std::optional<ServiceHandle> matchingService(std::string_view name) override {
-        for (std::size_t i = 0; i < services.size(); ++i) {
-            if (services[i].name == name) {
-                return static_cast<ServiceHandle>(i + 1);
-            }
-        }
-        return std::nullopt;
+        const auto found = matchingServices(name).services;
+        return found.empty() ? std::nullopt : std::optional(found.front());
     }
 
     MatchResult matchingServices(std::string_view name) override {
@@ -92,7 +87,6 @@ public:
 
     void closeConnection(ConnectionHandle connection) override {
         openConnections.erase(connection);
-        ++closedConnections;
     }
 
     std::int32_t callStructMethod(ConnectionHandle connection, std::uint32_t selector,

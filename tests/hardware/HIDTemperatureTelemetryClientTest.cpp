@@ -84,8 +84,6 @@ TEST(HIDTemperatureTelemetryClient, DebugReport) {
 
     services->services = {sensor("NAND", std::nullopt)};
     EXPECT_EQ(client.debugReport()[1], "temperaturePrimary=nil");
-    EXPECT_EQ(TemperatureTelemetryReading::mock(),
-              (TemperatureTelemetryReading{48.0, "Mock temperature", false}));
 }
 
 } // namespace

@@ -41,10 +41,6 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
-bool has(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
 TEST(HardwareDiagnostics, NoSMCPrintsTheUnavailableReport) {
     Rig rig;
     rig.bus->services.clear();
@@ -72,8 +68,6 @@ TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
          "fallback=smcDiagnose applied", "source=smcDiagnose fRMN/fRMX read-only"},
         {ChildProcessOutcome{std::nullopt, 0, "nothing useful", ""},
          "fallback=smcDiagnose unreadable", "source=Mac17,2 built-in fan preset"},
-        {ChildProcessOutcome{std::nullopt, 1, "", "not\npermitted"},
-         "fallback=smcDiagnose failed: not permitted", "source=Mac17,2 built-in fan preset"},
         {std::nullopt,
          "fallback=smcDiagnose failed: could not start /usr/libexec/smcDiagnose: No such file or "
          "directory",
@@ -89,7 +83,7 @@ TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
         const auto lines = HardwareDiagnostics::printHardwareReport(
             rig.environment(), {"--print-hardware", "--smc-diagnose-fallback"});
         EXPECT_EQ(lines.back(), c.fallbackLine);
-        EXPECT_TRUE(has(lines, c.sourceLine)) << c.sourceLine;
+        EXPECT_NE(std::ranges::find(lines, c.sourceLine), lines.end()) << c.sourceLine;
     }
 
     // A real range from the SMC needs no fallback: nothing runs and no status prints.

@@ -43,18 +43,12 @@ TEST(KnownMacFanCatalog, RowsInOrder) {
     EXPECT_TRUE(fanless({"MacBookAir10,1", "Mac mini"}));
     EXPECT_TRUE(fanless({std::nullopt, "Apple macbook air (M2)"}));
     EXPECT_TRUE(fanless({"Mac17,2", "MacBook Air"})); // the Air row comes first
-    EXPECT_FALSE(fanless({"Mac17,2", std::nullopt}));
 
-    const auto preset = KnownMacFanCatalog::fallbackCapabilities({"Mac17,2", std::nullopt});
-    ASSERT_TRUE(preset);
-    EXPECT_EQ(preset->fanCount, 1);
-    EXPECT_EQ(preset->minimumRPM, 2500.0);
-    EXPECT_EQ(preset->maximumRPM, 6550.0);
-    EXPECT_EQ(preset->source, "Mac17,2 built-in fan preset");
-    EXPECT_EQ(preset->supportStatus, FanHardwareSupportStatus::supported);
-    ASSERT_EQ(preset->fans.size(), 1U);
-    EXPECT_EQ(preset->fans[0].currentRPM, std::nullopt);
-
+    // The preset: one fan with the range and no live speed.
+    EXPECT_EQ(KnownMacFanCatalog::fallbackCapabilities({"Mac17,2", std::nullopt}),
+              FanHardwareCapabilities::make(1, 2500.0, 6550.0, std::nullopt,
+                                            "Mac17,2 built-in fan preset", {},
+                                            FanHardwareSupportStatus::supported));
     EXPECT_FALSE(KnownMacFanCatalog::fallbackCapabilities({"Mac17,20", "MacBook Pro"}));
     EXPECT_FALSE(KnownMacFanCatalog::fallbackCapabilities({}));
 }

@@ -2,7 +2,6 @@
 
 #include "fakes/FakeSMCBus.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace windlark {
@@ -18,31 +17,6 @@ std::shared_ptr<FakeSMCBus> busWithFans() {
     bus->setKey("F0Ac", "fpe2", {0x17, 0x70});             // 1500
     bus->setKey("F1Mn", "ui16", {0x04, 0xB0});             // 1200
     return bus;
-}
-
-TEST(SMCReadOnlyClient, RecordLayoutMatchesTheDriver) {
-    SMCKeyData data;
-    data.key = 0x11223344;
-    data.version.release = 0x5566;
-    data.powerLimitData.memPLimit = 0x778899AA;
-    data.keyInfo.dataSize = 0xBBCCDDEE;
-    data.keyInfo.dataType = 0x0102A0B0;
-    data.keyInfo.dataAttributes = 0xC1;
-    data.result = 0xD1;
-    data.data8 = 0xE1;
-    data.data32 = 0xF1F2F3F4;
-    data.bytes[0] = 0x0A;
-    data.bytes[31] = 0x0B;
-    unsigned char raw[80];
-    static_assert(sizeof(raw) == sizeof(SMCKeyData));
-    std::memcpy(raw, &data, sizeof(raw));
-    const std::pair<std::size_t, unsigned char> expected[] = {
-        {0, 0x44},  {3, 0x11},  {8, 0x66},  {9, 0x55},  {10, 0x00}, {24, 0xAA}, {27, 0x77},
-        {28, 0xEE}, {31, 0xBB}, {32, 0xB0}, {35, 0x01}, {36, 0xC1}, {40, 0xD1}, {41, 0x00},
-        {42, 0xE1}, {43, 0x00}, {44, 0xF4}, {47, 0xF1}, {48, 0x0A}, {79, 0x0B}};
-    for (const auto& [offset, value] : expected) {
-        EXPECT_EQ(raw[offset], value) << "offset " << offset;
-    }
 }
 
 TEST(SMCReadOnlyClient, KeyCodesPackFirstCharacterHigh) {
@@ -118,9 +92,7 @@ TEST(SMCReadOnlyClient, DecodesRPMByType) {
         {"fpe2", {}, std::nullopt},
     };
     for (const Case& c : cases) {
-        auto bus = std::make_shared<FakeSMCBus>();
-        bus->setKey("F0Ac", c.type, c.bytes);
-        EXPECT_EQ(SMCReadOnlyClient::open(bus)->readRPM("F0Ac"), c.expected) << c.type;
+        EXPECT_EQ(SMCReadOnlyClient::decodeRPM(c.type, c.bytes), c.expected) << c.type;
     }
 }
 

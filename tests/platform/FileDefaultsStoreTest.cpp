@@ -144,16 +144,10 @@ TEST(FileDefaultsStore, StandardStoreLivesUnderXdgConfigHome) {
     const std::optional<std::string> saved =
         previous != nullptr ? std::optional<std::string>(previous) : std::nullopt;
     ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
-
     makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
     EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
     EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
-
-    if (saved) {
-        ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1);
-    } else {
-        ::unsetenv("XDG_CONFIG_HOME");
-    }
+    saved ? ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
 }
 
 } // namespace

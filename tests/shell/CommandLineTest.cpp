@@ -16,7 +16,6 @@ TEST(CommandLine, PrecedenceFollowsTheTableNotTheArgumentOrder) {
     using enum DiagnosticCommand;
     const std::pair<std::vector<std::string>, std::optional<DiagnosticCommand>> cases[] = {
         {{}, std::nullopt},
-        {{"--smc-debug"}, std::nullopt},
         {{"--smc-debug", "--temperature-debug", "--smc-write-debug", "--smc-diagnose-fallback"},
          std::nullopt},
         {{"--print-hardware", "--smc-debug"}, printHardware},
