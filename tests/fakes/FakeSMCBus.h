@@ -21,8 +21,6 @@ public:
     struct Key {
         std::string type; // four characters
         std::vector<std::uint8_t> bytes;
-        // Overrides the reported size (to test sizes beyond the 32-byte buffer).
-        std::optional<std::uint32_t> reportedSize;
     };
 
     struct Service {
@@ -47,7 +45,7 @@ public:
     int releasedServices = 0;
 
     void setKey(const std::string& key, const std::string& type, std::vector<std::uint8_t> bytes) {
-        keys[key] = Key{type, std::move(bytes), std::nullopt};
+        keys[key] = Key{type, std::move(bytes)};
     }
 
     std::optional<ServiceHandle> matchingService(std::string_view name) override {
@@ -113,8 +111,7 @@ public:
             return KernelResult::success;
         }
         if (isInfo) {
-            output.keyInfo.dataSize = found->second.reportedSize.value_or(
-                static_cast<std::uint32_t>(found->second.bytes.size()));
+            output.keyInfo.dataSize = static_cast<std::uint32_t>(found->second.bytes.size());
             output.keyInfo.dataType = packed(found->second.type);
             return KernelResult::success;
         }

@@ -37,8 +37,7 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
     ASSERT_TRUE(client);
     EXPECT_EQ(client->readRPM("F0Mn"), 1000.0);
     EXPECT_EQ(client->readRPM("F0Mx"), 4900.0);
-    EXPECT_EQ(client->readValue("RAW!")->bytes, (std::vector<std::uint8_t>{1, 2, 255}));
-    EXPECT_EQ(client->readValue("RAW!")->dataType, "ch8*");
+    EXPECT_EQ(client->readValue("RAW!"), (SMCValue{"RAW!", "ch8*", 3, {1, 2, 255}}));
     EXPECT_EQ(client->readValue("FNum")->dataType, "ui8 ");
     EXPECT_FALSE(client->readValue("F1Ac"));
 
