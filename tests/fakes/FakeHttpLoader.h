@@ -15,9 +15,6 @@ namespace windlark {
 // flight.
 class FakeHttpLoader final : public HttpLoader {
 public:
-    explicit FakeHttpLoader(HttpLoadResult answer = HttpLoadResult::success("{}"))
-        : answer_(std::move(answer)) {}
-
     HttpLoadResult load(const std::string& url) override {
         std::unique_lock lock(mutex_);
         requestedURLs_.push_back(url);
@@ -61,7 +58,7 @@ private:
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    HttpLoadResult answer_;
+    HttpLoadResult answer_ = HttpLoadResult::success("{}");
     std::vector<std::string> requestedURLs_;
     bool isHolding_ = false;
     int entered_ = 0;

@@ -33,10 +33,8 @@ TEST(AppUpdateChecker, AddressComesFromEnvironmentFirstEvenWhenUnusable) {
         {std::nullopt, kValid, kValid},
         {kValid, "https://other.example.com/u.json", kValid},
         {"  https://a.example.com/u.json\n", std::nullopt, "https://a.example.com/u.json"},
-        {std::nullopt, "\t https://b.example.com/u.json \r\n", "https://b.example.com/u.json"},
         // A set variable is final, whatever it holds.
         {"", kValid, std::nullopt},
-        {"   ", kValid, std::nullopt},
         {"http://updates.example.com/windlark.json", kValid, std::nullopt},
         {std::nullopt, "http://updates.example.com/windlark.json", std::nullopt},
         {std::nullopt,
@@ -62,26 +60,21 @@ TEST(AppUpdateChecker, HttpsRuleAcceptsOnlySecureAddressesWithAHost) {
     const std::vector<std::pair<std::string, bool>> cases = {
         {"https://example.com", true},
         {"HTTPS://Example.COM/Path?q=1#top", true},
-        {"hTtPs://example.com:8443/x", true},
         {"https://user:pw@example.com/x", true},
         {"https://[::1]:443/x", true},
         {"https://127.0.0.1:1/a%20b", true},
         {"http://example.com", false},
         {"file:///Applications/Windlark%20Mac.app", false},
-        {"/usr/local/update.json", false},
         {"example.com/update.json", false},
         {"https://", false},
-        {"https:///path", false},
         {"https:example.com", false},
         {"https://user@:443/x", false},
         {"https://example.com:80x/", false},
         {"https://exa mple.com/", false},
-        {"https://example.com/a b", false},
         {"https://example.com/%zz", false},
         {"https://example.com/#a#b", false},
         {"https://[::1/", false},
         {"", false},
-        {"ftps://example.com", false},
         {"httpss://example.com", false},
         {"1https://example.com", false},
     };
@@ -96,24 +89,20 @@ TEST(AppUpdateChecker, HttpsRuleAcceptsOnlySecureAddressesWithAHost) {
 
 TEST(AppUpdateChecker, CurrentVersionPrefersShortVersionThenBuildThenDevelopment) {
     using Entries = std::map<std::string, std::string, std::less<>>;
-    EXPECT_EQ(AppUpdateChecker::currentVersion(FakeApplicationBundleInfo(
-                  Entries{{"CFBundleShortVersionString", "1.4"}, {"CFBundleVersion", "77"}})),
-              "1.4");
-    EXPECT_EQ(AppUpdateChecker::currentVersion(FakeApplicationBundleInfo(
-                  Entries{{"CFBundleShortVersionString", ""}, {"CFBundleVersion", "77"}})),
-              "77");
-    EXPECT_EQ(AppUpdateChecker::currentVersion(
-                  FakeApplicationBundleInfo(Entries{{"CFBundleVersion", ""}})),
-              "development");
-    // The running version is kept as written; only published versions are cleaned.
-    EXPECT_EQ(AppUpdateChecker::currentVersion(
-                  FakeApplicationBundleInfo(Entries{{"CFBundleShortVersionString", " v2.0 "}})),
-              " v2.0 ");
+    const std::vector<std::pair<Entries, std::string>> cases = {
+        {{{"CFBundleShortVersionString", "1.4"}, {"CFBundleVersion", "77"}}, "1.4"},
+        {{{"CFBundleShortVersionString", ""}, {"CFBundleVersion", "77"}}, "77"},
+        {{{"CFBundleVersion", ""}}, "development"},
+        // The running version is kept as written; only published versions are cleaned.
+        {{{"CFBundleShortVersionString", " v2.0 "}}, " v2.0 "},
+    };
+    for (const auto& [entries, expected] : cases) {
+        EXPECT_EQ(AppUpdateChecker::currentVersion(FakeApplicationBundleInfo(entries)), expected);
+    }
 }
 
 TEST(AppVersion, CleansAndComparesByNumericComponents) {
     EXPECT_EQ(AppVersion::cleaned("  v1.2\n"), "1.2");
-    EXPECT_EQ(AppVersion::cleaned("1.2V"), "1.2");
     EXPECT_EQ(AppVersion::cleaned("vVv1.2vv"), "1.2");
     EXPECT_EQ(AppVersion::cleaned("vvv"), "");
     EXPECT_EQ(AppVersion::cleaned(" v 1.2"), " 1.2");
@@ -128,11 +117,9 @@ TEST(AppVersion, CleansAndComparesByNumericComponents) {
         {"1.2", "1.2.0", strong_ordering::equal},
         {"1.10", "1.9", strong_ordering::greater},
         {"2.0-beta3", "2.0", strong_ordering::greater},
-        {"development", "0", strong_ordering::equal},
         {"development", "0.0.1", strong_ordering::less},
         {"v1.4.0", "1.4", strong_ordering::equal},
         {"1.01", "1.1", strong_ordering::equal},
-        {"", "0.0", strong_ordering::equal},
         // A component too large for 64 bits is dropped, not wrapped or saturated.
         {"1.99999999999999999999.2", "1.2", strong_ordering::equal},
         {"9223372036854775807", "9223372036854775806", strong_ordering::greater},
@@ -161,7 +148,6 @@ TEST(AppUpdateChecker, EveryDocumentShapeEndsInAResult) {
     const std::vector<DocumentCase> cases = {
         {R"({"version":"1.2.1"})", Status::updateAvailable, "1.2.1", std::nullopt, std::nullopt},
         {R"({"version":"1.2.0"})", Status::upToDate, "1.2.0", std::nullopt, std::nullopt},
-        {R"({"version":"1.1.9"})", Status::upToDate, "1.1.9", std::nullopt, std::nullopt},
         {R"({"version":" v1.3 ","latestVersion":"9"})", Status::updateAvailable, "1.3",
          std::nullopt, std::nullopt},
         {R"({"version":3,"latestVersion":"1.2"})", Status::upToDate, "1.2", std::nullopt,
@@ -181,13 +167,9 @@ TEST(AppUpdateChecker, EveryDocumentShapeEndsInAResult) {
         {R"({"version":1.3,"latestVersion":true,"tag_name":{}})", Status::failed, std::nullopt,
          std::nullopt, noVersion},
         {R"([{"version":"9.9"}])", Status::failed, std::nullopt, std::nullopt, notObject},
-        {"[]", Status::failed, std::nullopt, std::nullopt, notObject},
         {R"("1.3")", Status::failed, std::nullopt, std::nullopt, "*"},
-        {"42", Status::failed, std::nullopt, std::nullopt, "*"},
-        {"null", Status::failed, std::nullopt, std::nullopt, "*"},
         {"", Status::failed, std::nullopt, std::nullopt, "*"},
         {"{\"version\":\"1.\xFF\"}", Status::failed, std::nullopt, std::nullopt, "*"},
-        {"{\"version\":\"1.3\"", Status::failed, std::nullopt, std::nullopt, "*"},
         {"<html>502 Bad Gateway</html>", Status::failed, std::nullopt, std::nullopt, "*"},
         {std::string("{\"version\":\"1.3\"}\0 ", 19), Status::failed, std::nullopt, std::nullopt,
          "*"},
@@ -222,9 +204,6 @@ TEST(AppUpdateChecker, HugeAndDeepDocumentsEndInAResult) {
               "The update response was not a JSON object.");
     const std::string unclosed = "{\"a\":" + std::string(depth, '[');
     EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", unclosed).status, Status::failed);
-
-    const std::string garbage(3 * 1024 * 1024, '\xC3');
-    EXPECT_EQ(AppUpdateChecker::resultForDocument("1.2", garbage).status, Status::failed);
 }
 
 class AppUpdateCheckerAsyncTest : public ::testing::Test {

@@ -34,14 +34,12 @@ TEST(SystemLoginItemController, SwitchesOnlyWhenTheStateDiffers) {
     };
     const std::vector<Case> cases = {
         {LoginItemService::kNotRegistered, true, {"register"}, LoginItemStatus::enabled},
-        {LoginItemService::kNotFound, true, {"register"}, LoginItemStatus::enabled},
         {LoginItemService::kRequiresApproval, true, {"register"}, LoginItemStatus::enabled},
         {LoginItemService::kEnabled, true, {}, LoginItemStatus::enabled},
         {LoginItemService::kEnabled, false, {"unregister"}, LoginItemStatus::disabled},
         // A pending approval request is withdrawn.
         {LoginItemService::kRequiresApproval, false, {"unregister"}, LoginItemStatus::disabled},
         {LoginItemService::kNotRegistered, false, {}, LoginItemStatus::disabled},
-        {LoginItemService::kNotFound, false, {}, LoginItemStatus::disabled},
     };
     for (const Case& item : cases) {
         auto service = std::make_shared<InMemoryLoginItemService>();
