@@ -42,24 +42,21 @@ public:
     bool exists(const std::string& path) const override { return real_.exists(path); }
     std::string temporaryDirectory() const override { return real_.temporaryDirectory(); }
     std::optional<std::string> remove(const std::string& path) override {
-        return failing_ == "remove" ? std::optional<std::string>("remove failed")
-                                    : real_.remove(path);
+        return real_.remove(path);
     }
     std::optional<std::string> copy(const std::string& from, const std::string& to) override {
-        if (failing_ == "copy") {
-            fs::create_directories(fs::path(to) / "Contents");
-            std::ofstream(fs::path(to) / "Contents" / "Info.plist") << "half";
-            return "No space left on device";
+        if (failing_ != "copy") {
+            return real_.copy(from, to);
         }
-        return real_.copy(from, to);
+        fs::create_directories(fs::path(to) / "Contents");
+        std::ofstream(fs::path(to) / "Contents" / "Info.plist") << "half";
+        return "No space left on device";
     }
     std::optional<std::string> move(const std::string& from, const std::string& to) override {
-        return failing_ == "move" ? std::optional<std::string>("move failed")
-                                  : real_.move(from, to);
+        return failing_ == "move" ? "move failed" : real_.move(from, to);
     }
     std::optional<std::string> moveToTrash(const std::string& path) override {
-        return failing_ == "trash" ? std::optional<std::string>("trash failed")
-                                   : real_.moveToTrash(path);
+        return failing_ == "trash" ? "trash failed" : real_.moveToTrash(path);
     }
 
 private:

@@ -3,12 +3,16 @@
 #include "fakes/ScratchDirectory.h"
 #include "shell/SystemLoginItemController.h"
 
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace windlark {
 namespace {
@@ -89,30 +93,23 @@ TEST(XdgAutostartLoginItemService, ChoosesTheAutostartFolderLikeTheDesktopDoes) 
     EXPECT_EQ(Service::defaultAutostartDirectory(nullptr, nullptr), std::nullopt);
 }
 
-TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderIsNotWritable) {
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "permissions do not bind the superuser";
-    }
-    const ScratchDirectory scratch;
-    const auto autostart = scratch.path() / "autostart";
-    std::filesystem::create_directories(autostart);
-    ::chmod(autostart.c_str(), 0500);
-    auto service =
-        std::make_shared<XdgAutostartLoginItemService>(autostart, "/usr/bin/windlark-mac");
-    SystemLoginItemController controller(service);
-    EXPECT_EQ(controller.setEnabled(true), LoginItemError{"Permission denied"});
-    EXPECT_EQ(controller.status(), LoginItemStatus::disabled);
-}
-
-TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMade) {
+TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMadeOrWritten) {
     const ScratchDirectory scratch;
     writeFile(scratch.path() / "config", "a file where a folder should be");
-    auto service = std::make_shared<XdgAutostartLoginItemService>(
-        scratch.path() / "config" / "autostart", "/usr/bin/windlark-mac");
-    const auto error = service->registerApplication();
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(*error, LoginItemError{"Not a directory"});
-    EXPECT_EQ(SystemLoginItemController(service).status(), LoginItemStatus::disabled);
+    const auto locked = scratch.path() / "locked";
+    std::filesystem::create_directories(locked);
+    ::chmod(locked.c_str(), 0500);
+    std::vector<std::pair<std::filesystem::path, std::string>> cases = {
+        {scratch.path() / "config" / "autostart", "Not a directory"}};
+    if (::geteuid() != 0) { // permissions do not bind the superuser
+        cases.emplace_back(locked, "Permission denied");
+    }
+    for (const auto& [folder, error] : cases) {
+        SystemLoginItemController controller(
+            std::make_shared<XdgAutostartLoginItemService>(folder, "/usr/bin/windlark-mac"));
+        EXPECT_EQ(controller.setEnabled(true), LoginItemError{error}) << folder;
+        EXPECT_EQ(controller.status(), LoginItemStatus::disabled) << folder;
+    }
 }
 
 } // namespace
