@@ -75,27 +75,17 @@ TEST(WindlarkManualTargetLeaseRequest, DictionaryRoundTripAndFailableDecoding) {
     const WindlarkManualTargetLeaseRequest odd{-3, -1.0, 0, ""};
     EXPECT_EQ(WindlarkManualTargetLeaseRequest::fromDictionary(odd.dictionary()), odd);
 
-    struct Case {
-        const char* name;
-        PropertyDictionary dictionary;
+    // Each field must carry its own type; the first wrong or missing one fails the decode.
+    const auto with = [&dictionary](const char* key, PropertyList value) {
+        PropertyDictionary changed = dictionary;
+        changed.set(key, std::move(value));
+        return changed;
     };
-    const std::vector<Case> broken = {
-        {"fanIndex as string",
-         {{"fanIndex", "0"}, {"targetRPM", 2400.0}, {"holdSeconds", 5}, {"reason", "r"}}},
-        {"fanIndex as double",
-         {{"fanIndex", 0.0}, {"targetRPM", 2400.0}, {"holdSeconds", 5}, {"reason", "r"}}},
-        {"targetRPM as integer",
-         {{"fanIndex", 0}, {"targetRPM", 2400}, {"holdSeconds", 5}, {"reason", "r"}}},
-        {"holdSeconds as boolean",
-         {{"fanIndex", 0}, {"targetRPM", 2400.0}, {"holdSeconds", true}, {"reason", "r"}}},
-        {"missing reason", {{"fanIndex", 0}, {"targetRPM", 2400.0}, {"holdSeconds", 5}}},
-        {"reason as integer",
-         {{"fanIndex", 0}, {"targetRPM", 2400.0}, {"holdSeconds", 5}, {"reason", 1}}},
-        {"empty", {}},
-    };
-    for (const Case& item : broken) {
-        EXPECT_FALSE(WindlarkManualTargetLeaseRequest::fromDictionary(item.dictionary))
-            << item.name;
+    for (const PropertyDictionary& broken :
+         {with("fanIndex", "0"), with("fanIndex", 0.0), with("targetRPM", 2400),
+          with("holdSeconds", true), with("reason", 1), PropertyDictionary{}}) {
+        EXPECT_FALSE(WindlarkManualTargetLeaseRequest::fromDictionary(broken))
+            << PropertyList(broken).text();
     }
 }
 

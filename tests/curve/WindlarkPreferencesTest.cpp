@@ -84,7 +84,6 @@ TEST_F(WindlarkPreferencesTest, OlderKeysAreReadAndDroppedAtTheNextSave) {
         {"current beats old", {{"fanOffThresholdC", 40}, {"fanOffRangeEndC", 60}}, false, 40.0},
         {"clamped into the bounds", {{"fanOffRangeEndC", 99}}, false, 85.0},
         {"nulls count as absent", {{"fanOffThresholdC", nullptr}}, false, 45.0},
-        {"none given", nlohmann::json::object(), false, 45.0},
     };
     for (const Case& c : cases) {
         storeEdited([&](nlohmann::json& document) {
@@ -143,29 +142,21 @@ TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
     // Damage to an otherwise good stored profile, as JSON patches.
     std::vector<std::string> texts;
     for (const char* patch : {
-             R"([{"op":"remove","path":"/name"}])",
              R"([{"op":"remove","path":"/safetyLimitC"}])",
              R"([{"op":"remove","path":"/points"}])",
              R"([{"op":"remove","path":"/temperatureAxis/unit"}])",
              R"([{"op":"replace","path":"/name","value":5}])",
-             R"([{"op":"replace","path":"/rpmAxis/maximum","value":"6200"}])",
              R"([{"op":"replace","path":"/isFanOffThresholdEnabled","value":1}])",
-             R"([{"op":"remove","path":"/isFanOffThresholdEnabled"},
-                 {"op":"add","path":"/isFanOffRangeEnabled","value":"yes"}])",
              R"([{"op":"replace","path":"/safetyLimitC","value":null}])",
              R"([{"op":"replace","path":"/points/2","value":3}])",
-             R"([{"op":"remove","path":"/points/3/id"}])",
              R"([{"op":"replace","path":"/points/0/id","value":"not-a-uuid"}])",
-             R"([{"op":"remove","path":"/points/1/rpm"}])",
-             R"([{"op":"replace","path":"/temperatureAxis/maximum","value":1e300}])",
              R"([{"op":"replace","path":"/rpmAxis/minimum","value":-1e300}])",
          }) {
         const auto good =
             nlohmann::json::parse(*WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));
         texts.push_back(good.patch(nlohmann::json::parse(patch)).dump());
     }
-    for (const char* raw : {"", "not json", "[]", "{\"name\":",
-                            R"({"name":"x","safetyLimitC":NaN})", "{\"name\":\"\xFF\"}"}) {
+    for (const char* raw : {"", "[]", "{\"name\":", "{\"name\":\"\xFF\"}"}) {
         texts.emplace_back(raw);
     }
     // A number too large for a double makes the whole text unreadable.

@@ -63,7 +63,6 @@ public:
     }
 
     [[nodiscard]] std::size_t writeCount() const { return writeCount_; }
-    [[nodiscard]] bool contains(std::string_view key) const { return values_.count(key) != 0; }
 
 private:
     std::map<std::string, Value, std::less<>> values_;

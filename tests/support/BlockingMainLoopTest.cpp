@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -26,10 +27,9 @@ TEST(BlockingMainLoop, RunsTasksPostedFromOtherThreadsInOrderOnTheRunningThread)
     });
     loop.run();
     producer.join();
-    ASSERT_EQ(order.size(), 100U);
-    for (int index = 0; index < 100; ++index) {
-        EXPECT_EQ(order[static_cast<std::size_t>(index)], index);
-    }
+    std::vector<int> expected(100);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
     EXPECT_TRUE(isAlwaysOnMainThread);
 }
 

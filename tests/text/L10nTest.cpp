@@ -12,16 +12,13 @@
 namespace windlark {
 namespace {
 
-TEST(L10nKey, RawValueIsTheKeyNameAndReadsBack) {
+TEST(L10nKey, RawValuesAreDistinctAndReadBack) {
     std::set<std::string_view> names;
     for (L10nKey key : allCases<L10nKey>) {
         EXPECT_TRUE(names.insert(rawValue(key)).second) << rawValue(key);
         EXPECT_EQ(fromRawValue<L10nKey>(rawValue(key)), key);
     }
     EXPECT_EQ(names.size(), 90U);
-    EXPECT_EQ(rawValue(L10nKey::activeTarget), "activeTarget");
-    EXPECT_EQ(rawValue(L10nKey::simRPM), "simRPM");
-    EXPECT_EQ(rawValue(L10nKey::safetyModeDescription), "safetyModeDescription");
     EXPECT_FALSE(fromRawValue<L10nKey>("SimRPM").has_value());
 }
 
@@ -93,7 +90,6 @@ TEST(L10n, MissingTextsFallBackToEnglishThenToTheKeyName) {
     EXPECT_EQ(L10n::text(table, L10nKey::cancel, AppLanguage::korean), "Cancel");
     EXPECT_EQ(L10n::text(table, L10nKey::cancel, AppLanguage::spanish), "Cancel");
     EXPECT_EQ(L10n::text(table, L10nKey::removePoint, AppLanguage::korean), "removePoint");
-    EXPECT_EQ(L10n::text(table, L10nKey::removePoint, AppLanguage::english), "removePoint");
     EXPECT_EQ(L10n::text(TranslationTable(), L10nKey::simRPM, AppLanguage::japanese), "simRPM");
 
     // Without any English the key name comes right after the language's own text.
