@@ -55,17 +55,12 @@ public:
         if (openError) {
             return {nullptr, openError};
         }
-        ++sessionsOpened_;
         return {std::make_unique<Session>(*this), std::nullopt};
     }
 
     std::vector<Call> calls() const {
         const std::lock_guard lock(mutex_);
         return calls_;
-    }
-    int sessionsOpened() const {
-        const std::lock_guard lock(mutex_);
-        return sessionsOpened_;
     }
     int sessionsClosed() const {
         const std::lock_guard lock(mutex_);
@@ -139,7 +134,6 @@ private:
     std::vector<Call> calls_;
     std::deque<HelperReplyHandler> held_;
     std::vector<std::thread> threads_;
-    int sessionsOpened_ = 0;
     int sessionsClosed_ = 0;
 };
 

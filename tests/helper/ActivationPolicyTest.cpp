@@ -11,6 +11,7 @@ namespace windlark {
 namespace {
 
 using State = PrivilegedHelperXPCActivationState;
+using Health = PrivilegedHelperHealth;
 
 PrivilegedHelperHealth healthy() {
     PrivilegedHelperHealth health;
@@ -40,44 +41,41 @@ TEST(PrivilegedHelperXPCActivationPolicy, StatesFollowTheFirstFailingStage) {
     };
     struct Case {
         const char* name;
-        void (*spoil)(PrivilegedHelperHealth&);
+        void (*spoil)(Health&);
         State expected;
         const char* blockers;
     };
     const std::vector<Case> cases = {
         {"not bundled beats a contract mismatch",
-         [](PrivilegedHelperHealth& h) {
+         [](Health& h) {
              h.isBundled = false;
              h.xpcProtocolVersion = 1;
          },
          State::unavailable, "bundled helper, XPC protocol version matches contract"},
         {"contract mismatch beats a broken signature",
-         [](PrivilegedHelperHealth& h) {
+         [](Health& h) {
              h.xpcProtocolVersion = 1;
              h.isSignatureValid = false;
          },
          State::contractMismatch, "valid helper signature, XPC protocol version matches contract"},
-        {"foreign service name",
-         [](PrivilegedHelperHealth& h) { h.xpcServiceName = "com.example.Other"; },
+        {"foreign service name", [](Health& h) { h.xpcServiceName = "com.example.Other"; },
          State::contractMismatch, "XPC service name matches contract"},
-        {"foreign interface",
-         [](PrivilegedHelperHealth& h) { h.xpcInterfaceName = "OtherProtocol"; },
+        {"foreign interface", [](Health& h) { h.xpcInterfaceName = "OtherProtocol"; },
          State::contractMismatch, "XPC interface name matches contract"},
-        {"invalid signature", [](PrivilegedHelperHealth& h) { h.isSignatureValid = false; },
+        {"invalid signature", [](Health& h) { h.isSignatureValid = false; },
          State::metadataRequired, "valid helper signature"},
-        {"no metadata", [](PrivilegedHelperHealth& h) { h.hasBlessMetadata = false; },
-         State::metadataRequired, "ServiceManagement helper metadata"},
+        {"no metadata", [](Health& h) { h.hasBlessMetadata = false; }, State::metadataRequired,
+         "ServiceManagement helper metadata"},
         {"metadata beats install",
-         [](PrivilegedHelperHealth& h) {
+         [](Health& h) {
              h.hasBlessMetadata = false;
              h.isPrivilegedInstallVerified = false;
          },
          State::metadataRequired,
          "ServiceManagement helper metadata, privileged helper install verified"},
-        {"install not verified",
-         [](PrivilegedHelperHealth& h) { h.isPrivilegedInstallVerified = false; },
+        {"install not verified", [](Health& h) { h.isPrivilegedInstallVerified = false; },
          State::installRequired, "privileged helper install verified"},
-        {"provenance only", [](PrivilegedHelperHealth& h) { h.hasTrustedProvenance = false; },
+        {"provenance only", [](Health& h) { h.hasTrustedProvenance = false; },
          State::provenanceRequired, "trusted helper provenance"},
         {"all satisfied", [](PrivilegedHelperHealth&) {}, State::activationAllowed, ""},
     };
@@ -109,25 +107,6 @@ TEST(PrivilegedHelperXPCActivationPolicy, CompileTimeLockBlocksOnlyActivation) {
     EXPECT_EQ(health.xpcActivationPolicy().state, State::activationAllowed);
     EXPECT_EQ(health.xpcActivationPolicy().detail,
               "The helper XPC activation policy allows a connection attempt.");
-}
-
-TEST(PrivilegedHelperHealth, UnavailableAndDetailText) {
-    const PrivilegedHelperHealth unavailable = PrivilegedHelperHealth::unavailable();
-    EXPECT_EQ(unavailable.label, "com.quillmoor.WindlarkMac.Helper");
-    EXPECT_FALSE(unavailable.isBundled);
-    EXPECT_TRUE(unavailable.isXPCConnectionEnabled);
-    EXPECT_EQ(unavailable.detail, "Helper executable is not bundled.");
-    EXPECT_EQ(unavailable.xpcActivationPolicy().detail, "The helper executable is not bundled.");
-
-    const CodeSigningInfo valid{true, {}, {}, {}, "signature valid"};
-    EXPECT_EQ(PrivilegedHelperHealth::detailText(valid, true, true, true, true, true, true),
-              "signature valid, metadata ready, xpc enabled, privileged install verified, "
-              "trusted provenance, heartbeat ok, reset ok");
-    const CodeSigningInfo missing{false, {}, {}, {}, "signature object unavailable"};
-    EXPECT_EQ(PrivilegedHelperHealth::detailText(missing, false, false, false, false, false, false),
-              "signature object unavailable, metadata incomplete, xpc disabled, privileged "
-              "install not verified, trusted provenance missing, heartbeat unavailable, reset "
-              "unavailable");
 }
 
 TEST(CodeSigningInspector, StatusTextsAndRequirementEntries) {

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace windlark {
 namespace {
@@ -31,6 +32,10 @@ PropertyDictionary liveStatus(const char* fanWrites = "enabled") {
     status.privilege = "root";
     status.fanWrites = fanWrites;
     return status.dictionary();
+}
+
+PropertyDictionary resetReply(PropertyList word) {
+    return {{"resetToSystem", std::move(word)}};
 }
 
 // A machine on which everything is in order: the helper is bundled and installed, both
@@ -62,6 +67,8 @@ struct Machine {
         configuration.timeouts = {30ms, 30ms, 30ms, 30ms};
     }
 
+    StaticCodeSignature& installed() { return signing->signatures[installedHelper]; }
+
     BundledPrivilegedHelperClient client() const {
         return BundledPrivilegedHelperClient({host, signing, connector, installer}, configuration);
     }
@@ -73,10 +80,6 @@ TEST(BundledPrivilegedHelperClient, ProductionTimeoutsAreTwoEightEightAndFiveSec
     EXPECT_EQ(timeouts.reset, 8s);
     EXPECT_EQ(timeouts.manualHold, 8s);
     EXPECT_EQ(timeouts.curveRenewal, 5s);
-    const BundledPrivilegedHelperConfiguration configuration;
-    EXPECT_EQ(configuration.helperExecutableName, label);
-    EXPECT_EQ(configuration.expectedLabel, label);
-    EXPECT_EQ(configuration.daemonPlistName, "com.quillmoor.WindlarkMac.Helper.plist");
 }
 
 TEST(BundledPrivilegedHelperClient, LocatesTheHelperInTheBundleThenBesideTheExecutable) {
@@ -133,8 +136,7 @@ TEST(BundledPrivilegedHelperClient, HealthyHelperIsProbedAndItsResetPathProven) 
     ASSERT_EQ(calls.size(), 2U);
     EXPECT_EQ(calls[0].operation, Operation::readStatus);
     EXPECT_EQ(calls[1].operation, Operation::resetToSystem);
-    EXPECT_EQ(machine.connector->sessionsOpened(), 2);
-    EXPECT_EQ(machine.connector->sessionsClosed(), 2); // every request closes its connection
+    EXPECT_EQ(machine.connector->sessionsClosed(), 2); // every request has its own connection
 }
 
 TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
@@ -147,29 +149,19 @@ TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
     const std::vector<Case> cases = {
         {"no installed copy", [](Machine& m) { m.host->executableFiles.erase(installedHelper); },
          false, false},
-        {"installed copy with invalid signature",
-         [](Machine& m) { m.signing->signatures[installedHelper].validityStatus = -67030; }, false,
+        {"invalid signature", [](Machine& m) { m.installed().validityStatus = -67030; }, false,
          false},
-        {"installed copy signed under another identifier",
+        {"other identifier",
+         [](Machine& m) { m.installed().identifier = "com.quillmoor.windlarkmac.helper"; }, false,
+         false},
+        {"no identifier", [](Machine& m) { m.installed().identifier.reset(); }, false, false},
+        {"other team", [](Machine& m) { m.installed().teamIdentifier = "TEAM2"; }, true, false},
+        {"team in other case", [](Machine& m) { m.installed().teamIdentifier = "team1"; }, true,
+         false},
+        {"no helper team", [](Machine& m) { m.installed().teamIdentifier.reset(); }, true, false},
+        {"absent helper and app teams do not match",
          [](Machine& m) {
-             m.signing->signatures[installedHelper].identifier = "com.quillmoor.windlarkmac.helper";
-         },
-         false, false},
-        {"installed copy without identifier",
-         [](Machine& m) { m.signing->signatures[installedHelper].identifier.reset(); }, false,
-         false},
-        {"helper of another team",
-         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier = "TEAM2"; }, true,
-         false},
-        {"team identifier differing only in case",
-         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier = "team1"; }, true,
-         false},
-        {"helper without team",
-         [](Machine& m) { m.signing->signatures[installedHelper].teamIdentifier.reset(); }, true,
-         false},
-        {"absent helper team and absent app team do not match",
-         [](Machine& m) {
-             m.signing->signatures[installedHelper].teamIdentifier.reset();
+             m.installed().teamIdentifier.reset();
              m.signing->signatures[bundle].teamIdentifier.reset();
          },
          true, false},
@@ -196,8 +188,8 @@ TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
 
 TEST(BundledPrivilegedHelperClient, EffectiveSignatureIsTheInstalledCopyWhenThereIsOne) {
     Machine machine;
-    machine.signing->signatures[installedHelper].validityStatus = -67061;
-    machine.signing->signatures[installedHelper].infoPlist.reset();
+    machine.installed().validityStatus = -67061;
+    machine.installed().infoPlist.reset();
     PrivilegedHelperHealth health = machine.client().readHealth();
     EXPECT_FALSE(health.isSignatureValid);
     EXPECT_EQ(health.helperClientRequirement, std::nullopt);
@@ -232,20 +224,19 @@ TEST(BundledPrivilegedHelperClient, ProbeAnswersDecideHeartbeatResetAndWriteGate
         bool heartbeat, resetAccepted, fanWrites;
         std::size_t calls;
     };
-    const auto resetReply = [](const char* word) {
-        return Script::now(PropertyDictionary{{"resetToSystem", word}});
-    };
     const std::vector<Case> cases = {
-        {"silent helper", Script::hang(), resetReply("accepted"), false, false, false, 1},
+        {"silent helper", Script::hang(), Script::now(resetReply("accepted")), false, false, false,
+         1},
         {"no heartbeat key", Script::now(WindlarkPrivilegedHelperStatus{}.dictionary()),
-         resetReply("accepted"), false, false, false, 1},
+         Script::now(resetReply("accepted")), false, false, false, 1},
         {"heartbeat of wrong type", Script::now(PropertyDictionary{{"heartbeat", true}}),
-         resetReply("accepted"), false, false, false, 1},
-        {"write gate closed", Script::now(liveStatus("disabled")), resetReply("noop"), true, true,
-         false, 2},
+         Script::now(resetReply("accepted")), false, false, false, 1},
+        {"write gate closed", Script::now(liveStatus("disabled")), Script::now(resetReply("noop")),
+         true, true, false, 2},
         {"write gate spelled differently", Script::now(liveStatus("Enabled")),
-         resetReply("accepted"), true, true, false, 2},
-        {"reset refused", Script::now(liveStatus()), resetReply("failed"), true, false, true, 2},
+         Script::now(resetReply("accepted")), true, true, false, 2},
+        {"reset refused", Script::now(liveStatus()), Script::now(resetReply("failed")), true, false,
+         true, 2},
         {"reset hangs", Script::now(liveStatus()), Script::hang(), true, false, true, 2},
     };
     for (const Case& item : cases) {
@@ -267,19 +258,14 @@ TEST(BundledPrivilegedHelperClient, ResetMessages) {
         bool success;
         const char* message;
     };
+    const char* accepted = "Helper reset accepted.";
+    const char* failed = "Helper reset failed.";
     const std::vector<Case> cases = {
-        {"accepted", Script::now(PropertyDictionary{{"resetToSystem", "accepted"}}), true,
-         "Helper reset accepted."},
-        {"noop", Script::now(PropertyDictionary{{"resetToSystem", "noop"}}), true,
-         "Helper reset accepted."},
-        {"other word", Script::now(PropertyDictionary{{"resetToSystem", "Accepted"}}), false,
-         "Helper reset failed."},
-        {"wrong type", Script::now(PropertyDictionary{{"resetToSystem", true}}), false,
-         "Helper reset failed."},
-        {"missing key", Script::now(PropertyDictionary{}), false, "Helper reset failed."},
-        {"late from another thread",
-         Script::later(PropertyDictionary{{"resetToSystem", "accepted"}}, 5ms), true,
-         "Helper reset accepted."},
+        {"accepted", Script::now(resetReply("accepted")), true, accepted},
+        {"noop", Script::now(resetReply("noop")), true, accepted},
+        {"other word", Script::now(resetReply("Accepted")), false, failed},
+        {"wrong type", Script::now(resetReply(true)), false, failed},
+        {"late from another thread", Script::later(resetReply("accepted"), 5ms), true, accepted},
         {"never", Script::hang(), false, "Timed out waiting for helper reset."},
     };
     for (const Case& item : cases) {
@@ -324,11 +310,9 @@ TEST(BundledPrivilegedHelperClient, LeaseRequestsAndReplies) {
     const std::vector<Case> cases = {
         {"rejection", WindlarkManualTargetLeaseResponse::rejected("no fan", 0).dictionary(), false},
         {"accepted as text", {{"accepted", "true"}, {"fanIndex", 0}}, false},
-        {"accepted as number", {{"accepted", 1}, {"fanIndex", 0}}, false},
         {"fanIndex as text still counts by accepted",
          {{"accepted", true}, {"fanIndex", "0"}},
          true},
-        {"empty", {}, false},
     };
     for (const Case& item : cases) {
         machine.connector->leaseScript = Script::now(item.reply);
@@ -410,84 +394,54 @@ TEST(BundledPrivilegedHelperClient, ConnectionFailuresAndTheCompileTimeLock) {
 }
 
 TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
+    const std::vector<std::string> allSteps = {"authorize", std::string("remove ") + label,
+                                               std::string("bless ") + label};
+    const ServiceManagementOutcome done{true, std::nullopt}, silent{false, std::nullopt};
+    const ServiceManagementOutcome notFound{false, ServiceManagementError{6, "job not found"}};
+    const ServiceManagementOutcome busy{false, ServiceManagementError{2, "Busy."}};
+    const ServiceManagementOutcome refused{false, ServiceManagementError{4, "bless refused"}};
+    const char* installed = "Privileged helper installed.";
     struct Case {
         const char* name;
-        void (*setUp)(FakeHelperInstaller&);
-        bool success;
+        ServiceManagementOutcome remove, bless;
         const char* message;
-        std::vector<std::string> steps;
+        std::size_t steps; // how many of allSteps ran
     };
-    const std::string remove = std::string("remove ") + label;
-    const std::string bless = std::string("bless ") + label;
     const std::vector<Case> cases = {
-        {"fresh machine: no old job",
-         [](FakeHelperInstaller& i) {
-             i.removeOutcome = {false, ServiceManagementError{6, "job not found"}};
-         },
-         true,
-         "Privileged helper installed.",
-         {"authorize", remove, bless}},
-        {"update over an old job",
-         [](FakeHelperInstaller&) {},
-         true,
-         "Privileged helper installed.",
-         {"authorize", remove, bless}},
-        {"create fails",
-         [](FakeHelperInstaller& i) {
-             i.authorizationSucceeds = false;
-             i.failingStep = HelperAuthorizationStep::create;
-             i.failureStatus = -60008;
-         },
-         false,
-         "AuthorizationCreate failed: -60008",
-         {"authorize"}},
-        {"user cancels",
-         [](FakeHelperInstaller& i) {
-             i.authorizationSucceeds = false;
-             i.failureStatus = -60006;
-         },
-         false,
-         "AuthorizationCopyRights failed: -60006",
-         {"authorize"}},
-        {"remove fails",
-         [](FakeHelperInstaller& i) {
-             i.removeOutcome = {false, ServiceManagementError{2, "The operation couldn't be "
-                                                                 "completed."}};
-         },
-         false,
-         "The operation couldn't be completed.",
-         {"authorize", remove}},
-        {"remove fails silently",
-         [](FakeHelperInstaller& i) {
-             i.removeOutcome = {false, std::nullopt};
-         },
-         false,
-         "SMJobRemove failed without an error.",
-         {"authorize", remove}},
-        {"bless fails",
-         [](FakeHelperInstaller& i) {
-             i.blessOutcome = {false, ServiceManagementError{4, "bless refused"}};
-         },
-         false,
-         "bless refused",
-         {"authorize", remove, bless}},
-        {"bless fails silently",
-         [](FakeHelperInstaller& i) {
-             i.blessOutcome = {false, std::nullopt};
-         },
-         false,
-         "SMJobBless failed without an error.",
-         {"authorize", remove, bless}},
+        {"fresh machine: no old job", notFound, done, installed, 3},
+        {"update over an old job", done, done, installed, 3},
+        {"remove fails", busy, done, "Busy.", 2},
+        {"remove fails silently", silent, done, "SMJobRemove failed without an error.", 2},
+        {"bless fails", done, refused, "bless refused", 3},
+        {"bless fails silently", done, silent, "SMJobBless failed without an error.", 3},
     };
     for (const Case& item : cases) {
         Machine machine;
-        item.setUp(*machine.installer);
-        const PrivilegedHelperActionResult result = machine.client().installPrivilegedHelper();
-        EXPECT_EQ(result, (PrivilegedHelperActionResult{item.success, item.message, std::nullopt}))
+        machine.installer->removeOutcome = item.remove;
+        machine.installer->blessOutcome = item.bless;
+        const bool success = item.message == installed;
+        EXPECT_EQ(machine.client().installPrivilegedHelper(),
+                  (PrivilegedHelperActionResult{success, item.message, std::nullopt}))
             << item.name;
-        EXPECT_EQ(machine.installer->log->steps, item.steps) << item.name;
-        const int authorized = machine.installer->authorizationSucceeds ? 1 : 0;
-        EXPECT_EQ(machine.installer->log->authorizationsFreed, authorized) << item.name;
+        std::vector<std::string> steps = allSteps;
+        steps.resize(item.steps);
+        EXPECT_EQ(machine.installer->log->steps, steps) << item.name;
+        EXPECT_EQ(machine.installer->log->authorizationsFreed, 1) << item.name;
+    }
+
+    // Refused authorisation: nothing to free, no job touched.
+    for (const auto& [step, status, message] :
+         {std::tuple{HelperAuthorizationStep::create, -60008, "AuthorizationCreate failed: -60008"},
+          std::tuple{HelperAuthorizationStep::copyRights, -60006,
+                     "AuthorizationCopyRights failed: -60006"}}) {
+        Machine machine;
+        machine.installer->authorizationSucceeds = false;
+        machine.installer->failingStep = step;
+        machine.installer->failureStatus = status;
+        EXPECT_EQ(machine.client().installPrivilegedHelper(),
+                  PrivilegedHelperActionResult::failure(message));
+        EXPECT_EQ(machine.installer->log->steps, std::vector<std::string>{"authorize"});
+        EXPECT_EQ(machine.installer->log->authorizationsFreed, 0);
     }
 
     Machine noInstaller;

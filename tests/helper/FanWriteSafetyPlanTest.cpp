@@ -55,7 +55,6 @@ TEST(FanWriteSafetyPlan, StatusFollowsTheFirstFailingStage) {
         {"equal bounds are no range", oneFan(3000, 3000, 2000), allTrue, Status::missingRange, 1},
         {"no live RPM", oneFan(1200, 6000, {}), allTrue, Status::missingReadback, 1},
         {"no telemetry", good, without({4}), Status::missingTelemetry, 1},
-        {"only the install", good, without({7}), Status::helperRequired, 1},
         {"only the heartbeat", good, without({9}), Status::helperRequired, 1},
         {"signature and reset", good, without({5, 11}), Status::helperRequired, 2},
         {"write gate and reset", good, without({10, 11}), Status::writeGateRequired, 2},

@@ -5,8 +5,10 @@
 #include "hardware/AdminHardwareProbe.h"
 
 #include <gtest/gtest.h>
-#include <map>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace windlark {
 namespace {
@@ -14,13 +16,13 @@ namespace {
 using Arguments = std::vector<std::string>;
 using HelperDiagnostics::EnvironmentLookup;
 
-EnvironmentLookup environmentOf(std::map<std::string, std::string> variables) {
-    return [variables = std::move(variables)](std::string_view name) -> std::optional<std::string> {
-        const auto found = variables.find(std::string(name));
-        if (found == variables.end()) {
-            return std::nullopt;
-        }
-        return found->second;
+// An environment holding at most one variable, given as "NAME=value".
+EnvironmentLookup environmentWith(std::string assignment) {
+    return [assignment = std::move(assignment)](std::string_view name) {
+        const std::size_t equals = assignment.find('=');
+        return equals != std::string::npos && assignment.compare(0, equals, name) == 0
+                   ? std::optional<std::string>(assignment.substr(equals + 1))
+                   : std::nullopt;
     };
 }
 
@@ -54,42 +56,29 @@ TEST(HelperDiagnostics, ArgumentHelpers) {
 
 TEST(HelperDiagnostics, TargetSelection) {
     struct Case {
-        const char* name;
         Arguments arguments;
-        std::map<std::string, std::string> environment;
+        const char* variable;
         std::optional<double> currentRPM;
         std::optional<double> expected;
     };
+    const char* rpmVariable = "WINDLARK_SMC_TARGET_RPM=2600";
     const std::vector<Case> cases = {
-        {"rpm option unchanged", {"--target-rpm", "2400"}, {}, 1800.0, 2400.0},
-        {"rpm variable", {}, {{"WINDLARK_SMC_TARGET_RPM", "2600"}}, std::nullopt, 2600.0},
-        {"option beats variable",
-         {"--target-rpm", "2400"},
-         {{"WINDLARK_SMC_TARGET_RPM", "2600"}},
-         std::nullopt,
-         2400.0},
-        {"unparsable option falls back to the variable",
-         {"--target-rpm", "fast"},
-         {{"WINDLARK_SMC_TARGET_RPM", "2600"}},
-         std::nullopt,
-         2600.0},
-        {"delta on the current reading", {"--target-delta", "200"}, {}, 1800.0, 2000.0},
-        {"delta variable", {}, {{"WINDLARK_SMC_TARGET_DELTA", "-100"}}, 1800.0, 1700.0},
-        {"default delta", {}, {}, 1800.0, 2100.0},
-        {"no reading, no target", {"--target-delta", "200"}, {}, std::nullopt, std::nullopt},
-        {"rpm option with delta variable",
-         {"--target-rpm", "2400"},
-         {{"WINDLARK_SMC_TARGET_DELTA", "100"}},
-         1800.0,
-         std::nullopt},
-        {"both options", {"--target-rpm", "2400", "--target-delta", "1"}, {}, 1800.0, std::nullopt},
-        {"rpm option last counts as absent", {"--target-rpm"}, {}, 1800.0, 2100.0},
+        {{}, rpmVariable, std::nullopt, 2600.0},
+        {{"--target-rpm", "2400"}, rpmVariable, std::nullopt, 2400.0}, // option beats variable
+        {{"--target-rpm", "fast"}, rpmVariable, std::nullopt, 2600.0}, // unparsable: variable
+        {{"--target-delta", "200"}, "", 1800.0, 2000.0},               // on the current reading
+        {{}, "", 1800.0, 2100.0},                                      // default delta
+        {{"--target-delta", "200"}, "", std::nullopt, std::nullopt},   // no reading, no target
+        // A target and a delta contradict each other, however they are given.
+        {{"--target-rpm", "2400"}, "WINDLARK_SMC_TARGET_DELTA=100", 1800.0, std::nullopt},
+        {{"--target-rpm", "2400", "--target-delta", "1"}, "", 1800.0, std::nullopt},
+        {{"--target-rpm"}, "", 1800.0, 2100.0}, // an option without a value is absent
     };
     for (const Case& item : cases) {
         EXPECT_EQ(HelperDiagnostics::requestedTargetRPM(
-                      item.arguments, environmentOf(item.environment), item.currentRPM),
+                      item.arguments, environmentWith(item.variable), item.currentRPM),
                   item.expected)
-            << item.name;
+            << testing::PrintToString(item.arguments) << " " << item.variable;
     }
 }
 
@@ -147,10 +136,9 @@ struct CommandRun {
 
 CommandRun runCommand(HelperCommand command, const Arguments& arguments,
                       FakePrivilegedHelperClient& client, FixedHardware& hardware,
-                      std::map<std::string, std::string> environment = {}) {
+                      const char* variable = "") {
     std::ostringstream out;
-    const HelperDiagnostics::CommandContext context{client, hardware,
-                                                    environmentOf(std::move(environment))};
+    const HelperDiagnostics::CommandContext context{client, hardware, environmentWith(variable)};
     const int status = HelperDiagnostics::run(command, arguments, context, out);
     return {status, splitLines(out.str())};
 }
@@ -196,31 +184,25 @@ TEST(HelperDiagnostics, LeaseCommandsPickTargetAndSecondsAndReportInOrder) {
     struct SecondsCase {
         HelperCommand command;
         Arguments arguments;
-        std::map<std::string, std::string> environment;
+        const char* variable;
         std::int64_t expected;
     };
+    const HelperCommand hold = HelperCommand::xpcManualTargetHold;
+    const HelperCommand renewal = HelperCommand::xpcCurveRenewal;
     const std::vector<SecondsCase> seconds = {
-        {HelperCommand::xpcManualTargetHold,
-         {"--hold-seconds", "abc"},
-         {{"WINDLARK_SMC_HOLD_SECONDS", "9"}},
-         9},
-        {HelperCommand::xpcManualTargetHold,
-         {"--hold-seconds", "3"},
-         {{"WINDLARK_SMC_HOLD_SECONDS", "9"}},
-         3},
-        {HelperCommand::xpcManualTargetHold,
-         {"--hold-seconds", "2.5"},
-         {{"WINDLARK_SMC_HOLD_SECONDS", "x"}},
-         5},
-        {HelperCommand::xpcManualTargetHold, {"--lease-seconds", "30"}, {}, 5},
-        {HelperCommand::xpcCurveRenewal, {}, {{"WINDLARK_SMC_LEASE_SECONDS", "20"}}, 20},
-        {HelperCommand::xpcCurveRenewal, {"--hold-seconds", "30"}, {}, 15},
+        {hold, {"--hold-seconds", "abc"}, "WINDLARK_SMC_HOLD_SECONDS=9", 9},
+        {hold, {"--hold-seconds", "3"}, "WINDLARK_SMC_HOLD_SECONDS=9", 3},
+        {hold, {"--hold-seconds", "2.5"}, "WINDLARK_SMC_HOLD_SECONDS=x", 5},
+        {hold, {"--lease-seconds", "30"}, "", 5},
+        {renewal, {}, "WINDLARK_SMC_LEASE_SECONDS=20", 20},
+        {renewal, {"--hold-seconds", "30"}, "", 15},
     };
     for (const SecondsCase& item : seconds) {
         Arguments arguments = item.arguments;
         arguments.insert(arguments.end(), {"--target-rpm", "2400"});
-        runCommand(item.command, arguments, client, hardware, item.environment);
-        EXPECT_EQ(client.leases.back().seconds, item.expected);
+        runCommand(item.command, arguments, client, hardware, item.variable);
+        EXPECT_EQ(client.leases.back().seconds, item.expected)
+            << testing::PrintToString(arguments) << " " << item.variable;
     }
 }
 

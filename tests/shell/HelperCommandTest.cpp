@@ -9,8 +9,10 @@
 #include "shell/CommandLine.h"
 
 #include <gtest/gtest.h>
-#include <map>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace windlark {
 namespace {
@@ -25,8 +27,7 @@ struct Outcome {
 // The whole path of a command line: precedence, dispatch to the helper layer, the
 // command's own parsing and its report.
 Outcome runCommandLine(const std::vector<std::string>& arguments,
-                       FakePrivilegedHelperClient& client, FixedHardware& hardware,
-                       std::map<std::string, std::string> environment = {}) {
+                       FakePrivilegedHelperClient& client, FixedHardware& hardware) {
     CommandLine::Services services;
     auto bus = std::make_shared<FakeSMCBus>();
     bus->services.clear();
@@ -36,17 +37,13 @@ Outcome runCommandLine(const std::vector<std::string>& arguments,
                          std::make_shared<FakeChildProcessRunner>(),
                          std::make_shared<ManualClock>(),
                          nullptr};
-    services.helperCommands = [&client, &hardware, environment](
-                                  DiagnosticCommand command, const std::vector<std::string>& args,
-                                  std::ostream& out) {
+    services.helperCommands = [&client, &hardware](DiagnosticCommand command,
+                                                   const std::vector<std::string>& args,
+                                                   std::ostream& out) {
         const auto helperCommand = HelperDiagnostics::commandForOption(rawValue(command));
         EXPECT_TRUE(helperCommand.has_value()) << rawValue(command);
         const HelperDiagnostics::CommandContext context{
-            client, hardware, [environment](std::string_view name) -> std::optional<std::string> {
-                const auto found = environment.find(std::string(name));
-                return found == environment.end() ? std::nullopt
-                                                  : std::optional<std::string>(found->second);
-            }};
+            client, hardware, [](std::string_view) { return std::optional<std::string>(); }};
         return HelperDiagnostics::run(*helperCommand, args, context, out);
     };
     const auto command = CommandLine::diagnosticCommand(arguments);
@@ -64,82 +61,39 @@ Outcome runCommandLine(const std::vector<std::string>& arguments,
 TEST(HelperCommand, ArgumentsReachTheWinningCommandOnly) {
     using Lease = FakePrivilegedHelperClient::Lease;
     struct Case {
-        const char* name;
         std::vector<std::string> arguments;
-        std::map<std::string, std::string> environment;
-        std::optional<double> currentRPM;
         std::vector<std::string> calls;
         std::vector<Lease> leases;
         int status;
     };
     const std::vector<Case> cases = {
-        {"install wins over a reset given before it",
-         {"--xpc-reset", "--install-helper"},
-         {},
-         std::nullopt,
-         {"install", "readHealth"},
-         {},
-         0},
-        {"install wins over a reset given after it",
-         {"--install-helper", "--xpc-reset"},
-         {},
-         std::nullopt,
-         {"install", "readHealth"},
-         {},
-         0},
-        {"hold wins over renewal",
-         {"--xpc-curve-renewal", "--target-rpm", "2400", "--xpc-manual-target-hold"},
-         {},
-         std::nullopt,
+        // Install wins over a reset, whichever comes first.
+        {{"--xpc-reset", "--install-helper"}, {"install", "readHealth"}, {}, 0},
+        {{"--install-helper", "--xpc-reset"}, {"install", "readHealth"}, {}, 0},
+        // The hold wins over a renewal and sees the options given around it; options
+        // that contradict each other send nothing.
+        {{"--xpc-curve-renewal", "--target-rpm", "2400", "--xpc-manual-target-hold"},
          {"hold", "readHealth"},
          {{"hold", 2400.0, 5}},
          0},
-        {"hold without any target", {"--xpc-manual-target-hold"}, {}, std::nullopt, {}, {}, 2},
-        {"renewal from the live reading",
-         {"--target-delta", "200", "--xpc-curve-renewal"},
-         {},
-         1800.0,
+        {{"--target-delta", "200", "--xpc-curve-renewal"},
          {"renewal"},
          {{"renewal", 2000.0, 15}},
          0},
-        {"variables reach the command",
-         {"--xpc-manual-target-hold"},
-         {{"WINDLARK_SMC_TARGET_RPM", "2600"}, {"WINDLARK_SMC_HOLD_SECONDS", "9"}},
-         std::nullopt,
-         {"hold", "readHealth"},
-         {{"hold", 2600.0, 9}},
-         0},
-        {"preflight wins over the hardware report",
-         {"--print-hardware", "--helper-preflight"},
-         {},
-         std::nullopt,
-         {"readHealth"},
-         {},
-         0},
-        {"the SMC matrix wins over every helper command",
-         {"--xpc-reset", "--smc-matrix", "--install-helper"},
-         {},
-         std::nullopt,
-         {},
-         {},
-         0},
+        {{"--xpc-manual-target-hold", "--target-rpm", "1", "--target-delta", "1"}, {}, {}, 2},
+        {{"--print-hardware", "--helper-preflight"}, {"readHealth"}, {}, 0},
+        // The SMC matrix wins over every helper command.
+        {{"--xpc-reset", "--smc-matrix", "--install-helper"}, {}, {}, 0},
     };
     for (const Case& item : cases) {
         FakePrivilegedHelperClient client;
         FixedHardware hardware;
-        hardware.capabilities =
-            FanHardwareCapabilities::make(1, 1200.0, 6000.0, item.currentRPM, "test");
-        const Outcome outcome = runCommandLine(item.arguments, client, hardware, item.environment);
-        EXPECT_EQ(outcome.status, item.status) << item.name;
-        EXPECT_EQ(client.calls, item.calls) << item.name;
-        EXPECT_EQ(client.leases, item.leases) << item.name;
-        if (item.status == 2) {
-            EXPECT_EQ(outcome.lines,
-                      (std::vector<std::string>{"success=false",
-                                                "message=requires --target-rpm, --target-delta, "
-                                                "WINDLARK_SMC_TARGET_RPM, or live current RPM"}))
-                << item.name;
-        }
+        hardware.capabilities = FanHardwareCapabilities::make(1, 1200.0, 6000.0, 1800.0, "test");
+        const std::string name = testing::PrintToString(item.arguments);
+        const Outcome outcome = runCommandLine(item.arguments, client, hardware);
+        EXPECT_EQ(outcome.status, item.status) << name;
+        EXPECT_EQ(client.calls, item.calls) << name;
+        EXPECT_EQ(client.leases, item.leases) << name;
     }
 }
 
