@@ -10,7 +10,9 @@
 #include "platform/posix/FileDefaultsStore.h"
 #include "text/AppLanguage.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -106,9 +108,23 @@ TEST(DefaultsCrash, AKilledSaveLeavesTheOldOrTheNewProfile) {
         preferences.saveProfile(older);
     }
 
+    // Kills must land anywhere within the first few saves, however fast or busy this
+    // machine is, so the window is measured rather than fixed: one round of the child's
+    // loop is timed here, and each kill comes at a random moment within two rounds.
+    const auto roundStart = std::chrono::steady_clock::now();
+    {
+        WindlarkPreferences preferences = preferencesAt(file);
+        preferences.saveProfile(newer);
+        preferences.saveLanguage(AppLanguage::korean);
+        preferences.saveProfile(older);
+        preferences.saveLanguage(AppLanguage::spanish);
+    }
+    const auto roundMicroseconds = std::chrono::duration_cast<std::chrono::microseconds>(
+                                       std::chrono::steady_clock::now() - roundStart)
+                                       .count();
     std::mt19937 random(20261121u);
-    // Up to about three saves' worth, so kills land early, late and between saves.
-    std::uniform_int_distribution<int> delayMicroseconds(0, 3000);
+    std::uniform_int_distribution<long long> delayMicroseconds(
+        0, std::max<long long>(2 * roundMicroseconds, 200));
     int killsDuringSave = 0;
     int oldLoads = 0;
     int newLoads = 0;
