@@ -1,10 +1,6 @@
 #include "shell/CommandLine.h"
 
-#include "fakes/FakeChildProcessRunner.h"
-#include "fakes/FakeRegistryReader.h"
-#include "fakes/FakeSMCBus.h"
-#include "fakes/FakeTemperatureSensors.h"
-#include "fakes/ManualClock.h"
+#include "fakes/FakeHardwareEnvironment.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -36,14 +32,7 @@ TEST(CommandLine, PrecedenceFollowsTheTableNotTheArgumentOrder) {
 
 TEST(CommandLine, HardwareCommandsPrintAndHelperCommandsGoToTheHelperLayer) {
     CommandLine::Services services;
-    auto bus = std::make_shared<FakeSMCBus>();
-    bus->services.clear();
-    services.hardware = {bus,
-                         std::make_shared<FakeTemperatureSensors>(),
-                         std::make_shared<FakeRegistryReader>(),
-                         std::make_shared<FakeChildProcessRunner>(),
-                         std::make_shared<ManualClock>(),
-                         nullptr};
+    services.hardware = emptyHardwareEnvironment();
 
     std::ostringstream out;
     EXPECT_EQ(CommandLine::run(DiagnosticCommand::smcMatrix, {"--smc-matrix"}, services, out), 0);

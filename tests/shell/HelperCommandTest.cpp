@@ -1,10 +1,6 @@
-#include "fakes/FakeChildProcessRunner.h"
+#include "fakes/FakeHardwareEnvironment.h"
 #include "fakes/FakePrivilegedHelperClient.h"
-#include "fakes/FakeRegistryReader.h"
-#include "fakes/FakeSMCBus.h"
-#include "fakes/FakeTemperatureSensors.h"
 #include "fakes/FixedFanHardwareController.h"
-#include "fakes/ManualClock.h"
 #include "helper/HelperDiagnostics.h"
 #include "shell/CommandLine.h"
 
@@ -29,14 +25,7 @@ struct Outcome {
 Outcome runCommandLine(const std::vector<std::string>& arguments,
                        FakePrivilegedHelperClient& client, FixedHardware& hardware) {
     CommandLine::Services services;
-    auto bus = std::make_shared<FakeSMCBus>();
-    bus->services.clear();
-    services.hardware = {bus,
-                         std::make_shared<FakeTemperatureSensors>(),
-                         std::make_shared<FakeRegistryReader>(),
-                         std::make_shared<FakeChildProcessRunner>(),
-                         std::make_shared<ManualClock>(),
-                         nullptr};
+    services.hardware = emptyHardwareEnvironment();
     services.helperCommands = [&client, &hardware](DiagnosticCommand command,
                                                    const std::vector<std::string>& args,
                                                    std::ostream& out) {
