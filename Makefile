@@ -6,7 +6,7 @@
 #   make coverage   line coverage of the core (report in build/coverage/coverage.txt)
 #   make fuzz       builds the libFuzzer targets into build/fuzz/fuzz/ and runs each one
 #                   for FUZZ_RUNS executions from its seed corpus (FUZZ_RUNS=0: build only)
-#   make check-clang  every portable source compiled (syntax only) by clang as well, the
+#   make check-clang  every source of the default build compiled (syntax only) by clang too, the
 #                   compiler family of macOS, which is stricter than GCC in places
 #   make bench      builds the benchmarks and runs each one (figures in bench/README.md)
 # Set WINDLARK_WERROR=ON to turn compiler warnings into errors (CI does).
@@ -73,10 +73,41 @@ fuzz: deps
 	    done; \
 	fi
 
-check-clang: deps
-	@find src tests bench fuzz -name '*.cpp' -not -path 'src/platform/macos/*' -print0 | \
-	    xargs -0 -n 8 -P 2 clang++ -std=c++20 -fsyntax-only -Wall -Wextra -Werror \
-	        -Isrc -Itests -DWINDLARK_SOURCE_DIR='"."'
+# Every source of the default build compiled once more by clang, syntax only, with the
+# build's own flags and include folders (from its compile_commands.json).
+define CHECK_CLANG_PY
+import json, shlex, subprocess, sys
+from concurrent.futures import ThreadPoolExecutor
+skip_with_value = {"-o", "-MT", "-MF", "-MQ"}
+def check(entry):
+    words = entry["arguments"] if "arguments" in entry else shlex.split(entry["command"])
+    while words and not words[0].startswith("-") and not words[0].endswith(("++", "g++", "c++")):
+        words = words[1:]
+    command, skip = ["clang++", "-fsyntax-only"], False
+    for word in words[1:]:
+        if skip:
+            skip = False
+        elif word in skip_with_value:
+            skip = True
+        elif word not in ("-c", "-MD", "-MMD") and word != entry["file"]:
+            command.append(word)
+    result = subprocess.run(command + [entry["file"]], cwd=entry["directory"],
+                            capture_output=True, text=True)
+    return result.returncode, result.stderr
+entries = json.load(open("$(CHECK_CLANG_BUILD)/compile_commands.json"))
+with ThreadPoolExecutor(2) as pool:
+    results = list(pool.map(check, entries))
+for code, errors in results:
+    sys.stderr.write(errors)
+failed = sum(1 for code, _ in results if code != 0)
+print(f"check-clang: {len(entries) - failed} of {len(entries)} sources compile with clang")
+sys.exit(1 if failed else 0)
+endef
+export CHECK_CLANG_PY
+CHECK_CLANG_BUILD ?= build/default
+
+check-clang: configure
+	@python3 -c "$$CHECK_CLANG_PY"
 
 bench: build
 	@for target in $(BENCH_TARGETS); do ./build/default/bench/$$target; done
