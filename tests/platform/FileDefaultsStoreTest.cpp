@@ -3,6 +3,7 @@
 #include "fakes/ScratchDirectory.h"
 #include "platform/DefaultsStoreFactory.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -96,6 +97,25 @@ TEST(FileDefaultsStore, EverySaveReplacesTheFileRatherThanRewritingIt) {
     EXPECT_FALSE(store.data("key").has_value());
     EXPECT_EQ(store.string("key"), "ko");
     EXPECT_EQ(store.string("other"), "kept");
+}
+
+TEST(FileDefaultsStore, SavesSweepAwayOnlyAbandonedTemporaryFiles) {
+    ScratchDirectory scratch;
+    const fs::path file = scratch.path() / "defaults.json";
+    // What killed saves leave behind, one long ago and one that may still be in progress.
+    const fs::path abandoned = scratch.path() / ".defaults.json.a1B2c3";
+    const fs::path inProgress = scratch.path() / ".defaults.json.d4E5f6";
+    const fs::path unrelated = scratch.path() / ".defaults.json.old";
+    for (const fs::path& path : {abandoned, inProgress, unrelated}) {
+        writeFile(path, "{");
+    }
+    fs::last_write_time(abandoned, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    fs::last_write_time(unrelated, fs::file_time_type::clock::now() - std::chrono::hours(1));
+
+    FileDefaultsStore(file).setString("key", "en");
+    EXPECT_FALSE(fs::exists(abandoned));
+    EXPECT_TRUE(fs::exists(inProgress));
+    EXPECT_TRUE(fs::exists(unrelated));
 }
 
 TEST(FileDefaultsStore, DamagedFilesReadAsEmptyAndStayUntilTheNextWrite) {

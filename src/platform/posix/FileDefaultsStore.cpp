@@ -1,6 +1,7 @@
 #include "platform/posix/FileDefaultsStore.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -152,6 +153,31 @@ void syncDirectory(const std::filesystem::path& directory) {
     (void)::close(descriptor);
 }
 
+// Temporary files of saves that never reached their rename (the process was killed or the
+// disk filled up) would otherwise pile up beside the file. Only old ones go: a young one
+// may belong to a save that another process is making right now.
+void removeAbandonedTemporaryFiles(const std::filesystem::path& directory,
+                                   const std::filesystem::path& file) {
+    constexpr auto kAbandonedAfter = std::chrono::minutes(10);
+    const std::string prefix = "." + file.filename().string() + ".";
+    const std::size_t temporaryNameLength = prefix.size() + 6; // mkstemp's "XXXXXX"
+    std::error_code error;
+    const auto now = std::filesystem::file_time_type::clock::now();
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (name.size() != temporaryNameLength || name.compare(0, prefix.size(), prefix) != 0) {
+            continue;
+        }
+        std::error_code timeError;
+        const auto modified = entry->last_write_time(timeError);
+        if (!timeError && now - modified > kAbandonedAfter) {
+            std::error_code removeError;
+            std::filesystem::remove(entry->path(), removeError);
+        }
+    }
+}
+
 bool replaceFileAtomically(const std::filesystem::path& file, std::string_view contents) {
     // A bare file name lives in the working folder; an empty folder name would make
     // creating the folder fail and every write be lost.
@@ -177,6 +203,7 @@ bool replaceFileAtomically(const std::filesystem::path& file, std::string_view c
         return false;
     }
     syncDirectory(directory);
+    removeAbandonedTemporaryFiles(directory, file);
     return true;
 }
 
