@@ -12,9 +12,6 @@
 #include "hardware/HardwareDiagnostics.h"
 #include "hardware/HardwareEnvironment.h"
 #include "hardware/SimulatedMachine.h"
-#include "hardware/SimulatedRegistryReader.h"
-#include "hardware/SimulatedSMCBus.h"
-#include "hardware/SimulatedTemperatureSensors.h"
 #include "support/Clock.h"
 
 #include <benchmark/benchmark.h>
@@ -38,13 +35,8 @@ void snapshotOnSimulatedMachine(benchmark::State& state) {
         state.SkipWithError(("the example machine does not load: " + parsed.error).c_str());
         return;
     }
-    const HardwareEnvironment environment{
-        std::make_shared<SimulatedSMCBus>(parsed.machine),
-        std::make_shared<SimulatedTemperatureSensors>(parsed.machine),
-        std::make_shared<SimulatedRegistryReader>(parsed.machine),
-        std::make_shared<FakeChildProcessRunner>(),
-        clock,
-        parsed.machine};
+    const HardwareEnvironment environment = HardwareEnvironment::simulated(
+        parsed.machine, std::make_shared<FakeChildProcessRunner>(), clock);
     const auto controller = HardwareDiagnostics::makeSMCFanHardwareController(environment);
     const WindlarkProfile profile = WindlarkProfile::balanced();
     ThermalSnapshot snapshot;

@@ -8,9 +8,6 @@
 #include "hardware/HardwareDiagnostics.h"
 #include "hardware/HardwareEnvironment.h"
 #include "hardware/SimulatedMachine.h"
-#include "hardware/SimulatedRegistryReader.h"
-#include "hardware/SimulatedSMCBus.h"
-#include "hardware/SimulatedTemperatureSensors.h"
 #include "support/Clock.h"
 
 #include <cmath>
@@ -62,13 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!parsed.machine) {
         return 0;
     }
-    const HardwareEnvironment environment{
-        std::make_shared<SimulatedSMCBus>(parsed.machine),
-        std::make_shared<SimulatedTemperatureSensors>(parsed.machine),
-        std::make_shared<SimulatedRegistryReader>(parsed.machine),
-        std::make_shared<FakeChildProcessRunner>(),
-        clock,
-        parsed.machine};
+    const HardwareEnvironment environment = HardwareEnvironment::simulated(
+        parsed.machine, std::make_shared<FakeChildProcessRunner>(), clock);
 
     const FanHardwareCapabilities capabilities =
         HardwareDiagnostics::makeSMCFanHardwareController(environment)->readCapabilities();

@@ -21,6 +21,13 @@ struct HardwareEnvironment {
     std::shared_ptr<const Clock> clock;
     // Set when the machine is simulated, so that other layers can act on its fans.
     std::shared_ptr<SimulatedMachine> simulatedMachine;
+
+    // The simulated machine behind every hardware seam, with the given process runner
+    // and clock (the clock the machine itself was parsed with).
+    [[nodiscard]] static HardwareEnvironment
+    simulated(std::shared_ptr<SimulatedMachine> machine,
+              std::shared_ptr<ChildProcessRunner> processRunner,
+              std::shared_ptr<const Clock> clock);
 };
 
 } // namespace windlark

@@ -1,8 +1,5 @@
 #include "platform/HardwarePlatform.h"
 
-#include "hardware/SimulatedRegistryReader.h"
-#include "hardware/SimulatedSMCBus.h"
-#include "hardware/SimulatedTemperatureSensors.h"
 #include "platform/posix/PosixChildProcessRunner.h"
 
 #include <cerrno>
@@ -110,11 +107,7 @@ HardwareEnvironment makeHardwareEnvironment(const std::optional<std::string>& si
                     << error << '\n';
         return environment;
     }
-    environment.smcBus = std::make_shared<SimulatedSMCBus>(parsed.machine);
-    environment.temperatureSensors = std::make_shared<SimulatedTemperatureSensors>(parsed.machine);
-    environment.registry = std::make_shared<SimulatedRegistryReader>(parsed.machine);
-    environment.simulatedMachine = parsed.machine;
-    return environment;
+    return HardwareEnvironment::simulated(parsed.machine, environment.processRunner, clock);
 }
 
 } // namespace windlark::HardwarePlatform

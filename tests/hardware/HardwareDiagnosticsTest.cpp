@@ -5,9 +5,7 @@
 #include "fakes/FakeSMCBus.h"
 #include "fakes/FakeTemperatureSensors.h"
 #include "fakes/ManualClock.h"
-#include "hardware/SimulatedRegistryReader.h"
-#include "hardware/SimulatedSMCBus.h"
-#include "hardware/SimulatedTemperatureSensors.h"
+#include "hardware/HardwareEnvironment.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -119,13 +117,8 @@ TEST(HardwareDiagnostics, SimulatedMachinesRoundTripThroughTheProbeReport) {
         auto clock = std::make_shared<ManualClock>();
         auto parsed = SimulatedMachine::parse(readFile(entry.path()), clock);
         ASSERT_TRUE(parsed.machine) << entry.path() << ": " << parsed.error;
-        const HardwareEnvironment environment{
-            std::make_shared<SimulatedSMCBus>(parsed.machine),
-            std::make_shared<SimulatedTemperatureSensors>(parsed.machine),
-            std::make_shared<SimulatedRegistryReader>(parsed.machine),
-            std::make_shared<FakeChildProcessRunner>(),
-            clock,
-            parsed.machine};
+        const HardwareEnvironment environment = HardwareEnvironment::simulated(
+            parsed.machine, std::make_shared<FakeChildProcessRunner>(), clock);
         const auto expected =
             HardwareDiagnostics::makeSMCFanHardwareController(environment)->readCapabilities();
         for (const std::vector<std::string>& arguments :
