@@ -67,6 +67,13 @@ TEST(ReportText, AcceptsOnlyWellFormedUTF8) {
     for (const auto& c : cases) {
         EXPECT_EQ(isValidUTF8(c.text), c.expected) << ::testing::PrintToString(c.text);
     }
+    // A path must also name something: empty is the working directory, and a NUL would
+    // cut it short.
+    EXPECT_TRUE(isUsableFilePath("/Applications/Caf\xC3\xA9.app"));
+    for (const std::string_view path : {std::string_view(""), std::string_view("/tmp/a\0b", 8),
+                                        std::string_view("/tmp/\xC0\xAF")}) {
+        EXPECT_FALSE(isUsableFilePath(path)) << ::testing::PrintToString(path);
+    }
 }
 
 TEST(KnownMacFanCatalog, RowsInOrder) {
