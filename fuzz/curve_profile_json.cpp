@@ -68,6 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     edited.updateTemperatureAxis(edited.temperatureAxis.minimum + 1.0, std::nullopt);
     edited.updateFanOffThresholdEnabled(true);
     edited.updateFanOffThreshold(50.0);
+    edited.updateRPMAxis(-1.0e300, 1.0e300);
     (void)edited.targetRPM(60.0);
+    // And an edited profile is saved as it is.
+    if (const auto editedText = WindlarkPreferences::encodeProfile(edited)) {
+        const std::optional<WindlarkProfile> again =
+            WindlarkPreferences::decodeProfile(*editedText);
+        require(again.has_value() && *again == edited);
+    }
     return 0;
 }

@@ -82,8 +82,10 @@ public:
         WindlarkAxis result;
         result.title = string(*value, "title");
         result.unit = string(*value, "unit");
-        result.minimum = axisEnd(*value, "minimum");
-        result.maximum = axisEnd(*value, "maximum");
+        // Ends beyond the largest magnitude are pulled in by `normalize()` below, so a
+        // saved curve is never lost over an axis end.
+        result.minimum = number(*value, "minimum");
+        result.maximum = number(*value, "maximum");
         return result;
     }
 
@@ -123,17 +125,6 @@ private:
             return fail(0.0);
         }
         return value.get<double>();
-    }
-
-    // Every other stored number is clamped into the axes on load, however far off it
-    // lies; the axes themselves must stay small enough that their spans and midpoints
-    // cannot overflow.
-    double axisEnd(const json& axis, const char* key) {
-        const double end = number(axis, key);
-        if (std::abs(end) > WindlarkPreferences::largestAxisMagnitude) {
-            return fail(0.0);
-        }
-        return end;
     }
 
     bool hasFailed_ = false;
@@ -183,9 +174,10 @@ std::optional<WindlarkProfile> decode(std::string_view text) {
     }
 
     // A hand-edited or older file may be out of order or off the axes: repair it here,
-    // and the next save writes the repaired form.
-    profile.fanOffThresholdC = profile.fanOffBounds().clamp(profile.fanOffThresholdC);
+    // and the next save writes the repaired form. The axes first, so that the threshold
+    // is clamped into the bounds the profile ends up with.
     profile.normalize();
+    profile.fanOffThresholdC = profile.fanOffBounds().clamp(profile.fanOffThresholdC);
     return profile;
 }
 

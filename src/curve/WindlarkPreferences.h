@@ -40,14 +40,9 @@ public:
 
     // Reads the stored form back, including the keys of older versions, and repairs it
     // (points sorted and clamped, threshold within its bounds). Absent when the text is
-    // not JSON, a required key is missing or has the wrong type, a point's identifier
-    // cannot be parsed, or an axis end lies beyond any plausible magnitude. Never throws.
+    // not JSON, a required key is missing or has the wrong type, or a point's identifier
+    // cannot be parsed. Never throws.
     [[nodiscard]] static std::optional<WindlarkProfile> decodeProfile(std::string_view json);
-
-    // Stored axis ends beyond this magnitude are rejected: no temperature or fan speed
-    // comes anywhere near it, and keeping far below the double range means spans and
-    // midpoints of the axes can never overflow.
-    static constexpr double largestAxisMagnitude = 1.0e9;
 
 private:
     std::shared_ptr<DefaultsStore> defaults_;

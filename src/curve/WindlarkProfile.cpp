@@ -77,6 +77,10 @@ double WindlarkAxis::clamped(double value) const {
     return std::min(std::max(value, minimum), maximum);
 }
 
+double WindlarkAxis::clampedEnd(double value) {
+    return std::min(std::max(value, -largestMagnitude), largestMagnitude);
+}
+
 WindlarkProfile WindlarkProfile::balanced() {
     // Built once, on first use; the function-local static makes that thread-safe.
     static const WindlarkProfile shared = makeBalanced();
@@ -231,12 +235,12 @@ void WindlarkProfile::updateTemperatureAxis(std::optional<double> minimum,
                                             std::optional<double> maximum) {
     // Values that are not finite come only from broken input; treat them as not given.
     if (minimum && std::isfinite(*minimum)) {
-        temperatureAxis.minimum =
-            std::min(*minimum, temperatureAxis.maximum - kMinimumTemperatureAxisSpanC);
+        temperatureAxis.minimum = std::min(WindlarkAxis::clampedEnd(*minimum),
+                                           temperatureAxis.maximum - kMinimumTemperatureAxisSpanC);
     }
     if (maximum && std::isfinite(*maximum)) {
-        temperatureAxis.maximum =
-            std::max(*maximum, temperatureAxis.minimum + kMinimumTemperatureAxisSpanC);
+        temperatureAxis.maximum = std::max(WindlarkAxis::clampedEnd(*maximum),
+                                           temperatureAxis.minimum + kMinimumTemperatureAxisSpanC);
     }
     safetyLimitC = temperatureAxis.clamped(safetyLimitC);
     fanOffThresholdC = fanOffBounds().clamp(fanOffThresholdC);
@@ -245,10 +249,12 @@ void WindlarkProfile::updateTemperatureAxis(std::optional<double> minimum,
 
 void WindlarkProfile::updateRPMAxis(std::optional<double> minimum, std::optional<double> maximum) {
     if (minimum && std::isfinite(*minimum)) {
-        rpmAxis.minimum = std::min(*minimum, rpmAxis.maximum - kMinimumRPMAxisSpan);
+        rpmAxis.minimum =
+            std::min(WindlarkAxis::clampedEnd(*minimum), rpmAxis.maximum - kMinimumRPMAxisSpan);
     }
     if (maximum && std::isfinite(*maximum)) {
-        rpmAxis.maximum = std::max(*maximum, rpmAxis.minimum + kMinimumRPMAxisSpan);
+        rpmAxis.maximum =
+            std::max(WindlarkAxis::clampedEnd(*maximum), rpmAxis.minimum + kMinimumRPMAxisSpan);
     }
     normalize();
 }
@@ -267,8 +273,14 @@ void WindlarkProfile::updateFanOffThreshold(double value) {
 
 void WindlarkProfile::applyHardwareRPMAxis(double minimum, double maximum) {
     // Hardware limits replace the axis as reported, without the 100 RPM editing rule,
-    // but an empty, inverted or unbounded range says nothing usable.
-    if (!(minimum < maximum) || !std::isfinite(minimum) || !std::isfinite(maximum)) {
+    // but an unbounded range, or one that is empty once its ends are pulled within the
+    // largest magnitude, says nothing usable.
+    if (!std::isfinite(minimum) || !std::isfinite(maximum)) {
+        return;
+    }
+    minimum = WindlarkAxis::clampedEnd(minimum);
+    maximum = WindlarkAxis::clampedEnd(maximum);
+    if (!(minimum < maximum)) {
         return;
     }
     rpmAxis.minimum = minimum;
@@ -277,6 +289,10 @@ void WindlarkProfile::applyHardwareRPMAxis(double minimum, double maximum) {
 }
 
 void WindlarkProfile::normalize() {
+    for (WindlarkAxis* axis : {&temperatureAxis, &rpmAxis}) {
+        axis->minimum = WindlarkAxis::clampedEnd(axis->minimum);
+        axis->maximum = WindlarkAxis::clampedEnd(axis->maximum);
+    }
     if (!isSortedByTemperature(points)) {
         std::stable_sort(points.begin(), points.end(), lessByTemperature);
     }

@@ -20,6 +20,11 @@ struct WindlarkPoint {
 
 // The range of one axis of the curve.
 struct WindlarkAxis {
+    // Axis ends are kept within this magnitude wherever they are set. No temperature or
+    // fan speed comes anywhere near it, and staying far below the double range means
+    // spans and midpoints can never overflow.
+    static constexpr double largestMagnitude = 1.0e9;
+
     std::string title;
     std::string unit;
     double minimum = 0.0;
@@ -28,6 +33,8 @@ struct WindlarkAxis {
     // Never below 1, so a degenerate axis never divides by zero.
     [[nodiscard]] double span() const;
     [[nodiscard]] double clamped(double value) const;
+    // `value` pulled into -largestMagnitude...largestMagnitude (NaN stays NaN).
+    [[nodiscard]] static double clampedEnd(double value);
 
     bool operator==(const WindlarkAxis&) const = default;
 };
@@ -81,6 +88,8 @@ struct WindlarkProfile {
     void updateFanOffThresholdEnabled(bool enabled);
     void updateFanOffThreshold(double value);
     void applyHardwareRPMAxis(double minimum, double maximum);
+    // Sorts the points, pulls the axis ends within `WindlarkAxis::largestMagnitude` and
+    // the points into the axes.
     void normalize();
 
     bool operator==(const WindlarkProfile&) const = default;

@@ -327,9 +327,12 @@ FanHardwareCapabilities::fromProbeOutput(std::string_view text) {
     const ProbeFields fields(text);
     const auto countText = fields.value("fanCount");
     const auto count = countText ? parseInteger(*countText) : std::nullopt;
-    if (!count || *count > kLargestPlausibleFanCount || *count < -kLargestPlausibleFanCount) {
+    if (!count || *count > kLargestPlausibleFanCount) {
         return std::nullopt;
     }
+    // Every negative count means "no fans" alike; -1 stands for all of them, so that even
+    // the most negative 64-bit count fits the initialiser's int.
+    const auto fanCount = static_cast<int>(std::max<long long>(*count, -1));
     std::optional<FanHardwareSupportStatus> status;
     if (auto statusText = fields.value("supportStatus")) {
         status = fromRawValue<FanHardwareSupportStatus>(*statusText);
@@ -338,11 +341,11 @@ FanHardwareCapabilities::fromProbeOutput(std::string_view text) {
     if (!source) {
         source = fields.value("detail");
     }
-    return make(static_cast<int>(*count), parseOptionalRPM(fields.value("minimumRPM")),
+    return make(fanCount, parseOptionalRPM(fields.value("minimumRPM")),
                 parseOptionalRPM(fields.value("maximumRPM")),
                 parseOptionalRPM(fields.value("currentRPM")),
                 source ? std::string(*source) : std::string("Hardware probe"),
-                parseFans(fields, *count), status);
+                parseFans(fields, fanCount), status);
 }
 
 std::optional<FanHardwareCapabilities>

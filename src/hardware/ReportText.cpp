@@ -67,4 +67,8 @@ bool isValidUTF8(std::string_view text) {
     return true;
 }
 
+bool isUsableFilePath(std::string_view path) {
+    return !path.empty() && path.find('\0') == std::string_view::npos && isValidUTF8(path);
+}
+
 } // namespace windlark

@@ -14,4 +14,9 @@ namespace windlark {
 // platform's own UTF-8 decoder does.
 [[nodiscard]] bool isValidUTF8(std::string_view text);
 
+// True when `path` can name a file: not empty (the system would take that as the working
+// directory), without NUL (the system would cut the path there and act on another file)
+// and valid UTF-8. A path that fails this is refused, never acted on.
+[[nodiscard]] bool isUsableFilePath(std::string_view path);
+
 } // namespace windlark

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 namespace windlark {
@@ -34,15 +35,25 @@ std::size_t cappedSize(std::uint32_t dataSize) {
     return std::min<std::size_t>(dataSize, SMCKeyData::maximumValueSize);
 }
 
+// The driver takes all 80 bytes of a request, padding included, so every byte is cleared
+// first: the braces value-initialise the members, and memset reaches the padding, which
+// member initialisation leaves unspecified on some compilers.
+SMCKeyData emptyRequest() {
+    SMCKeyData input{};
+    // Trivially copyable (asserted beside the type), so its bytes may be written directly.
+    std::memset(static_cast<void*>(&input), 0, sizeof input);
+    return input;
+}
+
 SMCKeyData keyInfoRequest(std::uint32_t keyCode) {
-    SMCKeyData input;
+    SMCKeyData input = emptyRequest();
     input.key = keyCode;
     input.data8 = SMCKeyData::readKeyInfoCommand;
     return input;
 }
 
 SMCKeyData readBytesRequest(std::uint32_t keyCode, std::uint32_t dataSize) {
-    SMCKeyData input;
+    SMCKeyData input = emptyRequest();
     input.key = keyCode;
     input.keyInfo.dataSize = dataSize;
     input.data8 = SMCKeyData::readBytesCommand;
@@ -51,7 +62,7 @@ SMCKeyData readBytesRequest(std::uint32_t keyCode, std::uint32_t dataSize) {
 
 std::string matrixReadSummary(SMCBus& bus, SMCBus::ConnectionHandle connection,
                               std::uint32_t selector, std::string_view key) {
-    SMCKeyData output;
+    SMCKeyData output{};
     const std::int32_t kernel = bus.callStructMethod(
         connection, selector, keyInfoRequest(SMCReadOnlyClient::smcKeyCode(key)), output);
     return "selector=" + std::to_string(selector) + " " + std::string(key) +
@@ -167,8 +178,8 @@ bool SMCReadOnlyClient::readRecords(std::string_view key, SMCKeyData& info, SMCK
 }
 
 std::optional<SMCValue> SMCReadOnlyClient::readValue(std::string_view key) {
-    SMCKeyData info;
-    SMCKeyData read;
+    SMCKeyData info{};
+    SMCKeyData read{};
     if (!readRecords(key, info, read)) {
         return std::nullopt;
     }
@@ -184,8 +195,8 @@ std::optional<SMCValue> SMCReadOnlyClient::readValue(std::string_view key) {
 
 std::optional<double> SMCReadOnlyClient::readRPM(std::string_view key) {
     // Straight from the records: the live RPM is read on every tick of the control loop.
-    SMCKeyData info;
-    SMCKeyData read;
+    SMCKeyData info{};
+    SMCKeyData read{};
     if (!readRecords(key, info, read)) {
         return std::nullopt;
     }
@@ -262,13 +273,13 @@ FanHardwareCapabilities SMCReadOnlyClient::readCapabilities() {
 
 std::string SMCReadOnlyClient::debugLine(std::string_view key) {
     const std::uint32_t code = smcKeyCode(key);
-    SMCKeyData info;
+    SMCKeyData info{};
     const std::int32_t infoKernel = call(keyInfoRequest(code), info);
     std::string line = displayKey(key) + ": info=" + kernelResultText(infoKernel);
     if (infoKernel != KernelResult::success) {
         return line + " inputSize=" + std::to_string(kRecordSize);
     }
-    SMCKeyData read;
+    SMCKeyData read{};
     const std::int32_t readKernel = call(readBytesRequest(code, info.keyInfo.dataSize), read);
     line += " result=" + std::to_string(info.result) +
             " type=" + fourCharacterString(info.keyInfo.dataType) +

@@ -18,13 +18,14 @@ namespace {
 struct ReplySlot {
     std::mutex mutex;
     std::condition_variable arrived;
-    std::optional<PropertyDictionary> reply;
+    std::optional<HelperReply> reply;
 };
 
+// The reply, a transport failure, or nothing when the time-out came first.
 template <typename Send>
-std::optional<PropertyDictionary> waitForReply(Send&& send, std::chrono::milliseconds timeout) {
+std::optional<HelperReply> waitForReply(Send&& send, std::chrono::milliseconds timeout) {
     auto slot = std::make_shared<ReplySlot>();
-    send([slot](PropertyDictionary reply) {
+    send([slot](HelperReply reply) {
         const std::lock_guard lock(slot->mutex);
         if (!slot->reply) {
             slot->reply = std::move(reply);
@@ -182,7 +183,7 @@ BundledPrivilegedHelperClient::readXPCProbeIfAllowed(bool isPrivilegedInstallVer
         !hasTrustedProvenance) {
         return {};
     }
-    std::optional<PropertyDictionary> status;
+    std::optional<HelperReply> status;
     {
         HelperSessionOpening opening = makeRemoteSession();
         if (!opening.session) {
@@ -192,16 +193,18 @@ BundledPrivilegedHelperClient::readXPCProbeIfAllowed(bool isPrivilegedInstallVer
         status = waitForReply([&session](HelperReplyHandler reply) { session.readStatus(reply); },
                               configuration_.timeouts.statusRead);
     }
-    if (!status) {
+    if (!status || !status->dictionary) {
         return {};
     }
+    const PropertyDictionary& statusDictionary = *status->dictionary;
     ProbeResult result;
-    result.heartbeat = stringValueIs(*status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
+    result.heartbeat =
+        stringValueIs(statusDictionary, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
     if (result.heartbeat) {
         // The reset path is proven by using it, not assumed from the helper's word.
         result.resetAccepted = resetToSystem().isSuccess;
-        result.fanWritesEnabled =
-            stringValueIs(*status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
+        result.fanWritesEnabled = stringValueIs(
+            statusDictionary, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
     }
     return result;
 }
@@ -222,12 +225,16 @@ PrivilegedHelperActionResult BundledPrivilegedHelperClient::resetToSystem() {
         return noSession(opening);
     }
     HelperSession& session = *opening.session;
-    std::optional<PropertyDictionary> reply =
+    std::optional<HelperReply> answer =
         waitForReply([&session](HelperReplyHandler handler) { session.resetToSystem(handler); },
                      configuration_.timeouts.reset);
-    if (!reply) {
+    if (!answer) {
         return PrivilegedHelperActionResult::failure("Timed out waiting for helper reset.");
     }
+    if (!answer->dictionary) {
+        return PrivilegedHelperActionResult::failure(std::move(answer->error));
+    }
+    std::optional<PropertyDictionary> reply = std::move(answer->dictionary);
     const bool accepted =
         stringValueIs(*reply, WindlarkPrivilegedHelperStatus::resetToSystemKey, "accepted") ||
         stringValueIs(*reply, WindlarkPrivilegedHelperStatus::resetToSystemKey, "noop");
@@ -261,14 +268,18 @@ BundledPrivilegedHelperClient::sendManualTargetLease(double targetRPM, std::int6
     const WindlarkManualTargetLeaseRequest request{0, targetRPM, seconds, std::string(reason)};
     const PropertyDictionary requestDictionary = request.dictionary();
     HelperSession& session = *opening.session;
-    std::optional<PropertyDictionary> reply = waitForReply(
+    std::optional<HelperReply> answer = waitForReply(
         [&session, &requestDictionary](HelperReplyHandler handler) {
             session.holdManualTargetLease(requestDictionary, handler);
         },
         timeout);
-    if (!reply) {
+    if (!answer) {
         return PrivilegedHelperActionResult::failure("Timed out waiting for helper fan lease.");
     }
+    if (!answer->dictionary) {
+        return PrivilegedHelperActionResult::failure(std::move(answer->error));
+    }
+    std::optional<PropertyDictionary> reply = std::move(answer->dictionary);
     // Only a real boolean true counts; "true" as text or 1 as a number is a malformed reply.
     const bool accepted = reply->boolean("accepted").value_or(false);
     return PrivilegedHelperActionResult{
@@ -292,8 +303,7 @@ PrivilegedHelperActionResult BundledPrivilegedHelperClient::installPrivilegedHel
 
     // An older helper must go first; there being none is the normal first install.
     const ServiceManagementOutcome removal = authorization.removeJob(configuration_.expectedLabel);
-    if (!removal.isSuccess &&
-        !(removal.error && removal.error->code == ServiceManagementError::jobNotFoundCode)) {
+    if (!removal.isSuccess && !(removal.error && removal.error->isJobNotFound())) {
         return PrivilegedHelperActionResult::failure(
             removal.error ? removal.error->description
                           : std::string("SMJobRemove failed without an error."));

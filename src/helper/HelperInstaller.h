@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,14 +9,31 @@
 
 namespace windlark {
 
-// An error as the service-management layer reports it: a numeric code and its text.
+// The rights one authorisation asks for before an install: blessing the new helper, and
+// modifying system daemons, which removing the old helper's job needs.
+// (kSMRightBlessPrivilegedHelper and kSMRightModifySystemDaemons.)
+inline constexpr std::array<std::string_view, 2> helperInstallRights{
+    "com.apple.ServiceManagement.blesshelper", "com.apple.ServiceManagement.daemons.modify"};
+
+// An error as the service-management layer reports it: where it comes from, a numeric
+// code and its text.
 struct ServiceManagementError {
-    // The code of "no such job" (kSMErrorJobNotFound): removing a helper that was never
+    // Codes mean different things in different domains: 6 is "no such job" only in the
+    // service-management framework's own domain, and something else entirely among
+    // launchd's POSIX codes.
+    enum class Domain { serviceManagement, launchd, other };
+
+    // The framework's "no such job" (kSMErrorJobNotFound): removing a helper that was never
     // installed is the normal first install, not a failure.
     static constexpr std::int64_t jobNotFoundCode = 6;
 
     std::int64_t code = 0;
     std::string description;
+    Domain domain = Domain::other;
+
+    [[nodiscard]] bool isJobNotFound() const {
+        return domain == Domain::serviceManagement && code == jobNotFoundCode;
+    }
 
     bool operator==(const ServiceManagementError&) const = default;
 };

@@ -249,7 +249,9 @@ public:
     ServiceManagementOutcome removeJob(std::string_view) override {
         const std::lock_guard lock(state_->mutex);
         if (!state_->isInstalled) {
-            return {false, ServiceManagementError{6, "The job was not found."}};
+            return {false, ServiceManagementError{
+                               ServiceManagementError::jobNotFoundCode, "The job was not found.",
+                               ServiceManagementError::Domain::serviceManagement}};
         }
         state_->isInstalled = false;
         return {true, std::nullopt};

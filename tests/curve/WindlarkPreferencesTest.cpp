@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::string_view kProfileKey = "WindlarkMac.profile.v1";
 constexpr std::string_view kLanguageKey = "WindlarkMac.language.v1";
+constexpr double kHuge = std::numeric_limits<double>::max();
+constexpr double kTiny = std::numeric_limits<double>::denorm_min();
 
 class FixedLanguages final : public PreferredLanguagesSource {
 public:
@@ -138,6 +140,71 @@ TEST_F(WindlarkPreferencesTest, StoredProfilesAreRepairedOnLoad) {
     EXPECT_EQ(loaded->fanOffThresholdC, 85.0);
 }
 
+// Axis ends are pulled within 1e9 wherever they are set, so whatever the user or the
+// hardware did to a curve, the saved form reads back as the same curve.
+TEST_F(WindlarkPreferencesTest, ProfilesWithExtremeValuesDecodeBackEqual) {
+    struct Case {
+        const char* label;
+        void (*edit)(WindlarkProfile&);
+        ClosedRange temperatureAxis;
+        ClosedRange rpmAxis;
+    };
+    const std::vector<Case> cases{
+        {"edited to the double range",
+         [](WindlarkProfile& p) {
+             p.updateTemperatureAxis(-kHuge, kHuge);
+             p.updateRPMAxis(-1e300, 1e300);
+         },
+         {-1e9, 1e9},
+         {-1e9, 1e9}},
+        {"edited past one end",
+         [](WindlarkProfile& p) {
+             p.updateTemperatureAxis(2e9, std::nullopt);
+             p.updateRPMAxis(std::nullopt, -2e9);
+         },
+         {95, 100},
+         {1200, 1300}},
+        {"hardware range beyond the limit",
+         [](WindlarkProfile& p) { p.applyHardwareRPMAxis(-3e9, 5e9); },
+         {30, 100},
+         {-1e9, 1e9}},
+        {"hardware range entirely beyond it says nothing",
+         [](WindlarkProfile& p) { p.applyHardwareRPMAxis(2e9, 3e9); },
+         {30, 100},
+         {1200, 6200}},
+        {"tiny and huge numbers elsewhere",
+         [](WindlarkProfile& p) {
+             p.updateRPMAxis(kTiny, 1e9);
+             p.updatePoint(p.points[0].id, 30.5, 0.1);
+             p.safetyLimitC = kHuge;
+             p.name = std::string(3, '\0') + "\xF0\x9F\x8C\x80";
+         },
+         {30, 100},
+         {kTiny, 1e9}},
+    };
+    for (const Case& c : cases) {
+        WindlarkProfile profile = WindlarkProfile::balanced();
+        c.edit(profile);
+        EXPECT_EQ(profile.temperatureAxis.minimum, c.temperatureAxis.lower) << c.label;
+        EXPECT_EQ(profile.temperatureAxis.maximum, c.temperatureAxis.upper) << c.label;
+        EXPECT_EQ(profile.rpmAxis.minimum, c.rpmAxis.lower) << c.label;
+        EXPECT_EQ(profile.rpmAxis.maximum, c.rpmAxis.upper) << c.label;
+        const auto text = WindlarkPreferences::encodeProfile(profile);
+        ASSERT_TRUE(text.has_value()) << c.label;
+        EXPECT_EQ(WindlarkPreferences::decodeProfile(*text), profile) << c.label;
+    }
+
+    // Stored by a version that did not pull the ends in: read with its ends clamped.
+    storeEdited([](nlohmann::json& document) {
+        document["temperatureAxis"]["minimum"] = -1e300;
+        document["rpmAxis"]["maximum"] = 1e300;
+    });
+    const auto loaded = preferences.loadProfile();
+    ASSERT_TRUE(loaded.has_value());
+    EXPECT_EQ(loaded->temperatureAxis.minimum, -1e9);
+    EXPECT_EQ(loaded->rpmAxis.maximum, 1e9);
+}
+
 TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
     // Damage to an otherwise good stored profile, as JSON patches.
     std::vector<std::string> texts;
@@ -150,7 +217,6 @@ TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
              R"([{"op":"replace","path":"/safetyLimitC","value":null}])",
              R"([{"op":"replace","path":"/points/2","value":3}])",
              R"([{"op":"replace","path":"/points/0/id","value":"not-a-uuid"}])",
-             R"([{"op":"replace","path":"/rpmAxis/minimum","value":-1e300}])",
          }) {
         const auto good =
             nlohmann::json::parse(*WindlarkPreferences::encodeProfile(WindlarkProfile::balanced()));

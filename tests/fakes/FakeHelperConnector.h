@@ -14,24 +14,27 @@
 namespace windlark {
 
 // A scripted helper transport. Each operation answers according to its script: at once,
-// from another thread after a delay, or never (the handler is then kept so a test can
-// deliver the reply whenever it likes, e.g. after the client gave up).
+// from another thread after a delay, with a transport failure, or never (the handler is
+// then kept so a test can deliver the reply whenever it likes, e.g. after the client gave
+// up).
 class FakeHelperConnector final : public HelperConnector {
 public:
     enum class Operation { readStatus, resetToSystem, holdManualTargetLease };
 
     struct Script {
-        enum class Kind { reply, replyLater, hang } kind = Kind::reply;
+        enum class Kind { reply, replyLater, hang, fail } kind = Kind::reply;
         PropertyDictionary reply;
         std::chrono::milliseconds delay{0};
+        std::string error;
 
         static Script now(PropertyDictionary dictionary) {
-            return {Kind::reply, std::move(dictionary), {}};
+            return {Kind::reply, std::move(dictionary), {}, {}};
         }
         static Script later(PropertyDictionary dictionary, std::chrono::milliseconds delay) {
-            return {Kind::replyLater, std::move(dictionary), delay};
+            return {Kind::replyLater, std::move(dictionary), delay, {}};
         }
-        static Script hang() { return {Kind::hang, {}, {}}; }
+        static Script hang() { return {Kind::hang, {}, {}, {}}; }
+        static Script fail(std::string error) { return {Kind::fail, {}, {}, std::move(error)}; }
     };
 
     struct Call {
@@ -122,6 +125,9 @@ private:
             });
             break;
         }
+        case Script::Kind::fail:
+            reply(HelperReply::failure(script.error));
+            break;
         case Script::Kind::hang: {
             const std::lock_guard lock(mutex_);
             held_.push_back(std::move(reply));

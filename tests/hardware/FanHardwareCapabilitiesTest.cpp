@@ -138,8 +138,27 @@ TEST(FanHardwareCapabilities, ProbeOutputParsing) {
     EXPECT_EQ(messy->fans[0].source, "Hardware probe");
 
     for (const char* bad : {"fanCount= 1", "fanCount=1.0", "fanCount=", "minimumRPM=1",
-                            "fanCount=99999999999999999999", "fanCount=2000000000"}) {
+                            "fanCount=99999999999999999999", "fanCount=1025"}) {
         EXPECT_FALSE(FanHardwareCapabilities::fromProbeOutput(bad)) << bad;
+    }
+    // Up to 1024 fans are believed; any negative count means none, however negative.
+    const struct {
+        const char* report;
+        int expectedCount;
+        std::size_t expectedFans;
+        FanHardwareSupportStatus expectedStatus;
+    } counts[] = {
+        {"fanCount=1024", 1024, 1024, FanHardwareSupportStatus::supported},
+        {"fanCount=-1\nfan0Name=A", 0, 0, FanHardwareSupportStatus::unavailable},
+        {"fanCount=-5000", 0, 0, FanHardwareSupportStatus::unavailable},
+        {"fanCount=-9223372036854775808", 0, 0, FanHardwareSupportStatus::unavailable},
+    };
+    for (const auto& c : counts) {
+        const auto parsed = FanHardwareCapabilities::fromProbeOutput(c.report);
+        ASSERT_TRUE(parsed) << c.report;
+        EXPECT_EQ(parsed->fanCount, c.expectedCount) << c.report;
+        EXPECT_EQ(parsed->fans.size(), c.expectedFans) << c.report;
+        EXPECT_EQ(parsed->supportStatus, c.expectedStatus) << c.report;
     }
     // "do shell script" hands the report back with carriage returns for line ends.
     for (const char* lineEnd : {"\r", "\r\n"}) {

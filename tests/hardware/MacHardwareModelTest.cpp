@@ -2,6 +2,7 @@
 
 #include "fakes/FakeRegistryReader.h"
 #include "hardware/KnownMacFanCatalog.h"
+#include "hardware/ReportText.h"
 
 #include <gtest/gtest.h>
 
@@ -34,10 +35,51 @@ TEST(MacHardwareModel, ReadsNamesFromTheRegistry) {
               "x ");
 }
 
+// Text from the registry and from child processes is shown and written on; only
+// well-formed UTF-8 gets through.
+TEST(ReportText, AcceptsOnlyWellFormedUTF8) {
+    const struct {
+        std::string_view text;
+        bool expected;
+    } cases[] = {
+        {"", true},
+        {"plain", true},
+        {"\xC2\x80 \xDF\xBF", true},                      // two bytes, both ends
+        {"\xE0\xA0\x80 \xED\x9F\xBF \xEE\x80\x80", true}, // three, around the surrogates
+        {"\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF", true},      // four, up to U+10FFFF
+        {"\x80", false},                                  // lone continuation byte
+        {"a\xBF", false},
+        {"\xC0\xAF", false}, // overlong "/"
+        {"\xC1\xBF", false},
+        {"\xE0\x9F\xBF", false},
+        {"\xF0\x8F\xBF\xBF", false},
+        {"\xED\xA0\x80", false}, // surrogates
+        {"\xED\xBF\xBF", false},
+        {"\xF4\x90\x80\x80", false}, // beyond U+10FFFF
+        {"\xC2", false},             // truncated
+        {"\xE2\x82", false},
+        {"x\xF0\x9F\x98", false},
+        {"\xC2\x41", false}, // continuation missing
+        {"\xE2\x28\xA1", false},
+        {"\xF8\x88\x80\x80\x80", false}, // five-byte and invalid lead bytes
+        {"\xFF", false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(isValidUTF8(c.text), c.expected) << ::testing::PrintToString(c.text);
+    }
+    // A path must also name something: empty is the working directory, and a NUL would
+    // cut it short.
+    EXPECT_TRUE(isUsableFilePath("/Applications/Caf\xC3\xA9.app"));
+    for (const std::string_view path : {std::string_view(""), std::string_view("/tmp/a\0b", 8),
+                                        std::string_view("/tmp/\xC0\xAF")}) {
+        EXPECT_FALSE(isUsableFilePath(path)) << ::testing::PrintToString(path);
+    }
+}
+
 TEST(KnownMacFanCatalog, RowsInOrder) {
     const auto fanless = [](const MacHardwareModel& model) {
         const auto answer = KnownMacFanCatalog::fallbackCapabilities(model);
-        return answer && answer->isUnsupported() &&
+        return answer && answer->isUnsupported() && answer->fanCount == 0 && answer->fans.empty() &&
                answer->source == "MacBook Air models are treated as fanless and unsupported.";
     };
     EXPECT_TRUE(fanless({"MacBookAir10,1", "Mac mini"}));

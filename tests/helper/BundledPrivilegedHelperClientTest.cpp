@@ -371,6 +371,21 @@ TEST(BundledPrivilegedHelperClient, ConnectionFailuresAndTheCompileTimeLock) {
               "Could not create typed XPC proxy.");
     EXPECT_FALSE(machine.client().readHealth().hasHeartbeat);
 
+    // A connection refused or invalidated after it opened ends the wait at once, with the
+    // transport's own words.
+    Machine refused;
+    refused.configuration.timeouts = {5s, 5s, 5s, 5s};
+    const char* invalidated = "The connection was invalidated.";
+    refused.connector->statusScript = Script::fail(invalidated);
+    refused.connector->resetScript = Script::fail(invalidated);
+    refused.connector->leaseScript = Script::fail(invalidated);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(refused.client().resetToSystem(), PrivilegedHelperActionResult::failure(invalidated));
+    EXPECT_EQ(refused.client().holdManualTargetLease(2000, 5),
+              PrivilegedHelperActionResult::failure(invalidated));
+    EXPECT_FALSE(refused.client().readHealth().hasHeartbeat);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+
     Machine noTransport;
     noTransport.connector = nullptr;
     EXPECT_EQ(noTransport.client().resetToSystem(),
@@ -397,8 +412,14 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
     const std::vector<std::string> allSteps = {"authorize", std::string("remove ") + label,
                                                std::string("bless ") + label};
     const ServiceManagementOutcome done{true, std::nullopt}, silent{false, std::nullopt};
-    const ServiceManagementOutcome notFound{false, ServiceManagementError{6, "job not found"}};
-    const ServiceManagementOutcome busy{false, ServiceManagementError{2, "Busy."}};
+    using Domain = ServiceManagementError::Domain;
+    const ServiceManagementOutcome notFound{
+        false, ServiceManagementError{6, "job not found", Domain::serviceManagement}};
+    // The same number from launchd is one of its POSIX codes, not "no such job".
+    const ServiceManagementOutcome launchdSix{
+        false, ServiceManagementError{6, "Device not configured", Domain::launchd}};
+    const ServiceManagementOutcome busy{
+        false, ServiceManagementError{2, "Busy.", Domain::serviceManagement}};
     const ServiceManagementOutcome refused{false, ServiceManagementError{4, "bless refused"}};
     const char* installed = "Privileged helper installed.";
     struct Case {
@@ -411,6 +432,7 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
         {"fresh machine: no old job", notFound, done, installed, 3},
         {"update over an old job", done, done, installed, 3},
         {"remove fails", busy, done, "Busy.", 2},
+        {"remove fails with launchd's code 6", launchdSix, done, "Device not configured", 2},
         {"remove fails silently", silent, done, "SMJobRemove failed without an error.", 2},
         {"bless fails", done, refused, "bless refused", 3},
         {"bless fails silently", done, silent, "SMJobBless failed without an error.", 3},
@@ -443,6 +465,10 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
         EXPECT_EQ(machine.installer->log->steps, std::vector<std::string>{"authorize"});
         EXPECT_EQ(machine.installer->log->authorizationsFreed, 0);
     }
+
+    // One authorisation carries both rights: removing the old job needs the second.
+    EXPECT_EQ(helperInstallRights[0], "com.apple.ServiceManagement.blesshelper");
+    EXPECT_EQ(helperInstallRights[1], "com.apple.ServiceManagement.daemons.modify");
 
     Machine noInstaller;
     noInstaller.installer = nullptr;

@@ -1,5 +1,7 @@
 #include "platform/macos/CFPropertyListConversion.h"
 
+#include "platform/macos/MacCFString.h"
+
 #include <cstdint>
 #include <type_traits>
 #include <vector>
@@ -76,20 +78,9 @@ std::optional<std::string> string(CFTypeRef value) {
     if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
         return std::nullopt;
     }
-    const auto text = static_cast<CFStringRef>(value);
-    if (const char* fast = CFStringGetCStringPtr(text, kCFStringEncodingUTF8)) {
-        return std::string(fast);
-    }
-    const CFIndex length = CFStringGetLength(text);
-    const CFIndex capacity = CFStringGetMaximumSizeForEncoding(length, kCFStringEncodingUTF8) + 1;
-    if (capacity <= 0) {
-        return std::nullopt;
-    }
-    std::vector<char> buffer(static_cast<std::size_t>(capacity));
-    if (!CFStringGetCString(text, buffer.data(), capacity, kCFStringEncodingUTF8)) {
-        return std::nullopt;
-    }
-    return std::string(buffer.data());
+    // By length, not as a C string: a string may hold NUL characters, and everything after
+    // the first must not be lost.
+    return MacCF::utf8(static_cast<CFStringRef>(value));
 }
 
 std::optional<PropertyList> propertyList(CFTypeRef value) {

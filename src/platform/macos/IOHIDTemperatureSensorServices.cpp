@@ -6,8 +6,10 @@
 #include <cstdint>
 
 // The event-system client calls live in IOKit but are not all in the SDK's public headers;
-// these are their C signatures. The public hidsystem headers are deliberately not included
-// so that the declarations cannot disagree.
+// these are their C signatures, parameter for parameter: on arm64 a declaration whose
+// parameters differ from the definition's passes arguments in the wrong registers. The
+// public hidsystem headers are deliberately not included so that the declarations cannot
+// disagree.
 extern "C" {
 typedef struct __IOHIDEventSystemClient* IOHIDEventSystemClientRef;
 typedef struct __IOHIDServiceClient* IOHIDServiceClientRef;
@@ -17,8 +19,9 @@ IOHIDEventSystemClientRef IOHIDEventSystemClientCreate(CFAllocatorRef allocator)
 void IOHIDEventSystemClientSetMatching(IOHIDEventSystemClientRef client, CFDictionaryRef matching);
 CFArrayRef IOHIDEventSystemClientCopyServices(IOHIDEventSystemClientRef client);
 CFTypeRef IOHIDServiceClientCopyProperty(IOHIDServiceClientRef service, CFStringRef key);
+// (service, event type, an event to match or null, IOOptionBits options)
 IOHIDEventRef IOHIDServiceClientCopyEvent(IOHIDServiceClientRef service, int64_t type,
-                                          int32_t options, int64_t timestamp);
+                                          IOHIDEventRef matching, uint32_t options);
 double IOHIDEventGetFloatValue(IOHIDEventRef event, int32_t field);
 }
 
@@ -59,7 +62,7 @@ std::optional<std::string> productName(IOHIDServiceClientRef service) {
 
 std::optional<double> eventTemperature(IOHIDServiceClientRef service) {
     const MacCF::Owned<IOHIDEventRef> event(
-        IOHIDServiceClientCopyEvent(service, kTemperatureEventType, 0, 0));
+        IOHIDServiceClientCopyEvent(service, kTemperatureEventType, nullptr, 0));
     if (!event) {
         return std::nullopt;
     }

@@ -8,7 +8,11 @@ namespace windlark {
 
 std::optional<std::string> MacApplicationBundleInfo::stringValue(std::string_view key) const {
     @autoreleasepool {
-        id value = [NSBundle.mainBundle objectForInfoDictionaryKey:MacNS::nsString(key)];
+        NSString* nsKey = MacNS::nsString(key);
+        if (nsKey == nil) {
+            return std::nullopt;
+        }
+        id value = [NSBundle.mainBundle objectForInfoDictionaryKey:nsKey];
         if (![value isKindOfClass:[NSString class]]) {
             return std::nullopt;
         }

@@ -30,7 +30,7 @@ std::optional<std::string> MacHelperHost::mainExecutablePath() const {
 
 bool MacHelperHost::isExecutableFile(const std::string& path) const {
     @autoreleasepool {
-        NSString* nsPath = nsString(path);
+        NSString* nsPath = MacNS::nsPath(path);
         if (nsPath == nil) {
             return false;
         }
@@ -43,7 +43,7 @@ bool MacHelperHost::isExecutableFile(const std::string& path) const {
 
 bool MacHelperHost::fileExists(const std::string& path) const {
     @autoreleasepool {
-        NSString* nsPath = nsString(path);
+        NSString* nsPath = MacNS::nsPath(path);
         return nsPath != nil && [NSFileManager.defaultManager fileExistsAtPath:nsPath];
     }
 }

@@ -1,15 +1,19 @@
 #include "platform/macos/MacHelperInstaller.h"
 
-#include "platform/macos/CFPropertyListConversion.h"
+#include "platform/macos/MacCFString.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Authorization.h>
 #include <ServiceManagement/ServiceManagement.h>
+#include <iterator>
 #include <string>
+#include <string_view>
 
 namespace windlark {
 
 static_assert(ServiceManagementError::jobNotFoundCode == kSMErrorJobNotFound);
+static_assert(helperInstallRights[0] == std::string_view(kSMRightBlessPrivilegedHelper));
+static_assert(helperInstallRights[1] == std::string_view(kSMRightModifySystemDaemons));
 
 namespace {
 
@@ -24,6 +28,21 @@ CFStringRef createLabel(std::string_view label) {
         static_cast<CFIndex>(label.size()), kCFStringEncodingUTF8, false);
 }
 
+ServiceManagementError::Domain domainOf(CFErrorRef error) {
+    // Borrowed (a "Get" function): not released here.
+    CFStringRef domain = CFErrorGetDomain(error);
+    if (domain == nullptr) {
+        return ServiceManagementError::Domain::other;
+    }
+    if (CFEqual(domain, kSMErrorDomainFramework)) {
+        return ServiceManagementError::Domain::serviceManagement;
+    }
+    if (CFEqual(domain, kSMErrorDomainLaunchd)) {
+        return ServiceManagementError::Domain::launchd;
+    }
+    return ServiceManagementError::Domain::other;
+}
+
 // Takes ownership of `error` (which may be null) and releases it.
 ServiceManagementOutcome outcome(bool succeeded, CFErrorRef error) {
     ServiceManagementOutcome result;
@@ -32,10 +51,10 @@ ServiceManagementOutcome outcome(bool succeeded, CFErrorRef error) {
         if (!succeeded) {
             ServiceManagementError described;
             described.code = static_cast<std::int64_t>(CFErrorGetCode(error));
-            CFStringRef description = CFErrorCopyDescription(error);
-            if (description != nullptr) {
-                described.description = CFPropertyListConversion::string(description).value_or("");
-                CFRelease(description);
+            described.domain = domainOf(error);
+            const MacCF::Owned<CFStringRef> description(CFErrorCopyDescription(error));
+            if (description) {
+                described.description = MacCF::utf8(description.get()).value_or("");
             }
             result.error = described;
         }
@@ -100,8 +119,13 @@ HelperAuthorizationAttempt MacHelperInstaller::authorize() {
     // From here the authorisation is owned and freed on every path.
     auto authorization = std::make_unique<MacHelperAuthorization>(reference);
 
-    AuthorizationItem right = {"com.apple.ServiceManagement.blesshelper", 0, nullptr, 0};
-    AuthorizationRights rights = {1, &right};
+    // Both rights in one request, so the user is asked once: blessing needs the first,
+    // removing the old job (SMJobRemove) the second.
+    AuthorizationItem items[] = {
+        {kSMRightBlessPrivilegedHelper, 0, nullptr, 0},
+        {kSMRightModifySystemDaemons, 0, nullptr, 0},
+    };
+    AuthorizationRights rights = {static_cast<UInt32>(std::size(items)), items};
     const AuthorizationFlags flags = kAuthorizationFlagInteractionAllowed |
                                      kAuthorizationFlagExtendRights |
                                      kAuthorizationFlagPreAuthorize;

@@ -6,7 +6,8 @@ namespace windlark {
 
 // The install guard's file operations through NSFileManager, which keeps extended
 // attributes, permissions and the code signature's files intact when copying a bundle,
-// and moves items to the user's Trash the way the Finder does.
+// and moves items to the user's Trash the way the Finder does. A copy loses only
+// Gatekeeper's quarantine mark. Paths that are empty or not valid UTF-8 are refused.
 class MacInstallFileOperations final : public InstallFileOperations {
 public:
     [[nodiscard]] std::optional<bool> isOnReadOnlyVolume(const std::string& path) const override;

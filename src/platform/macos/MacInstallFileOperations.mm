@@ -3,11 +3,22 @@
 #include "platform/macos/MacNSString.h"
 
 #import <Foundation/Foundation.h>
+#include <cerrno>
+#include <filesystem>
+#include <sys/xattr.h>
+#include <system_error>
 
 namespace windlark {
 namespace {
 
-using MacNS::nsString;
+using MacNS::nsPath;
+
+constexpr const char* kUnusablePath = "The path cannot be used: it is empty or not valid UTF-8.";
+
+// Gatekeeper's mark on downloaded files. A copy keeps it from its original, and an
+// application still marked after the move is translocated again at its next launch, where
+// it would ask to be moved once more, forever.
+constexpr const char* kQuarantineAttribute = "com.apple.quarantine";
 
 std::optional<std::string> failure(BOOL isDone, NSError* error) {
     if (isDone) {
@@ -16,11 +27,52 @@ std::optional<std::string> failure(BOOL isDone, NSError* error) {
     return MacNS::utf8String(error.localizedDescription, "The file operation failed.");
 }
 
+// Clears the mark of one item itself (a symbolic link, not what it points to). An item
+// without the mark, or on a volume without extended attributes, has nothing to clear.
+std::optional<std::string> clearQuarantine(const std::filesystem::path& item) {
+    if (::removexattr(item.c_str(), kQuarantineAttribute, XATTR_NOFOLLOW) == 0) {
+        return std::nullopt;
+    }
+    const int error = errno;
+    if (error == ENOATTR || error == ENOTSUP) {
+        return std::nullopt;
+    }
+    return "Could not clear the quarantine mark of " + item.string() + ": " +
+           std::system_category().message(error);
+}
+
+// Clears the mark of `root` and, for a folder (an application bundle), of everything in
+// it. Symbolic links inside the bundle are not followed out of it.
+std::optional<std::string> clearQuarantineRecursively(const std::filesystem::path& root) {
+    if (auto error = clearQuarantine(root)) {
+        return error;
+    }
+    std::error_code code;
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(root, code))) {
+        return std::nullopt;
+    }
+    std::filesystem::recursive_directory_iterator entry(root, code);
+    for (; !code && entry != std::filesystem::recursive_directory_iterator();
+         entry.increment(code)) {
+        if (auto error = clearQuarantine(entry->path())) {
+            return error;
+        }
+    }
+    if (code) {
+        return "Could not clear the quarantine mark in " + root.string() + ": " + code.message();
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<bool> MacInstallFileOperations::isOnReadOnlyVolume(const std::string& path) const {
     @autoreleasepool {
-        NSURL* url = [NSURL fileURLWithPath:nsString(path)];
+        NSString* nsFilePath = nsPath(path);
+        if (nsFilePath == nil) {
+            return std::nullopt;
+        }
+        NSURL* url = [NSURL fileURLWithPath:nsFilePath];
         id value = nil;
         NSError* error = nil;
         if (![url getResourceValue:&value forKey:NSURLVolumeIsReadOnlyKey error:&error] ||
@@ -33,7 +85,8 @@ std::optional<bool> MacInstallFileOperations::isOnReadOnlyVolume(const std::stri
 
 bool MacInstallFileOperations::exists(const std::string& path) const {
     @autoreleasepool {
-        return [NSFileManager.defaultManager fileExistsAtPath:nsString(path)];
+        NSString* nsFilePath = nsPath(path);
+        return nsFilePath != nil && [NSFileManager.defaultManager fileExistsAtPath:nsFilePath];
     }
 }
 
@@ -46,9 +99,12 @@ std::string MacInstallFileOperations::temporaryDirectory() const {
 
 std::optional<std::string> MacInstallFileOperations::remove(const std::string& path) {
     @autoreleasepool {
+        NSString* nsFilePath = nsPath(path);
+        if (nsFilePath == nil) {
+            return std::string(kUnusablePath);
+        }
         NSError* error = nil;
-        const BOOL isDone = [NSFileManager.defaultManager removeItemAtPath:nsString(path)
-                                                                     error:&error];
+        const BOOL isDone = [NSFileManager.defaultManager removeItemAtPath:nsFilePath error:&error];
         return failure(isDone, error);
     }
 }
@@ -56,20 +112,35 @@ std::optional<std::string> MacInstallFileOperations::remove(const std::string& p
 std::optional<std::string> MacInstallFileOperations::copy(const std::string& from,
                                                           const std::string& to) {
     @autoreleasepool {
+        NSString* source = nsPath(from);
+        NSString* destination = nsPath(to);
+        if (source == nil || destination == nil) {
+            return std::string(kUnusablePath);
+        }
         NSError* error = nil;
-        const BOOL isDone = [NSFileManager.defaultManager copyItemAtPath:nsString(from)
-                                                                  toPath:nsString(to)
+        const BOOL isDone = [NSFileManager.defaultManager copyItemAtPath:source
+                                                                  toPath:destination
                                                                    error:&error];
-        return failure(isDone, error);
+        if (auto copyFailure = failure(isDone, error)) {
+            return copyFailure;
+        }
+        // The copy is what gets installed: it must not carry the download's mark. The
+        // caller removes a copy that failed here, as any other failed copy.
+        return clearQuarantineRecursively(to);
     }
 }
 
 std::optional<std::string> MacInstallFileOperations::move(const std::string& from,
                                                           const std::string& to) {
     @autoreleasepool {
+        NSString* source = nsPath(from);
+        NSString* destination = nsPath(to);
+        if (source == nil || destination == nil) {
+            return std::string(kUnusablePath);
+        }
         NSError* error = nil;
-        const BOOL isDone = [NSFileManager.defaultManager moveItemAtPath:nsString(from)
-                                                                  toPath:nsString(to)
+        const BOOL isDone = [NSFileManager.defaultManager moveItemAtPath:source
+                                                                  toPath:destination
                                                                    error:&error];
         return failure(isDone, error);
     }
@@ -77,9 +148,13 @@ std::optional<std::string> MacInstallFileOperations::move(const std::string& fro
 
 std::optional<std::string> MacInstallFileOperations::moveToTrash(const std::string& path) {
     @autoreleasepool {
+        NSString* nsFilePath = nsPath(path);
+        if (nsFilePath == nil) {
+            return std::string(kUnusablePath);
+        }
         NSError* error = nil;
         const BOOL isDone =
-            [NSFileManager.defaultManager trashItemAtURL:[NSURL fileURLWithPath:nsString(path)]
+            [NSFileManager.defaultManager trashItemAtURL:[NSURL fileURLWithPath:nsFilePath]
                                         resultingItemURL:nil
                                                    error:&error];
         return failure(isDone, error);

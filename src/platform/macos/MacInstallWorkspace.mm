@@ -22,8 +22,12 @@ std::vector<RunningApplication>
 MacInstallWorkspace::runningApplications(std::string_view bundleIdentifier) const {
     std::vector<RunningApplication> applications;
     @autoreleasepool {
-        NSArray<NSRunningApplication*>* running = [NSRunningApplication
-            runningApplicationsWithBundleIdentifier:nsString(bundleIdentifier)];
+        NSString* identifier = nsString(bundleIdentifier);
+        if (identifier == nil) {
+            return applications;
+        }
+        NSArray<NSRunningApplication*>* running =
+            [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier];
         for (NSRunningApplication* application in running) {
             RunningApplication entry;
             entry.processIdentifier = application.processIdentifier;
@@ -60,10 +64,11 @@ int MacInstallWorkspace::runModalAlert(const InstallAlert& alert) {
         NSAlert* panel = [[NSAlert alloc] init];
         panel.alertStyle = alert.style == InstallAlert::Style::warning ? NSAlertStyleWarning
                                                                        : NSAlertStyleInformational;
-        panel.messageText = nsString(alert.messageText);
-        panel.informativeText = nsString(alert.informativeText);
+        // Our own texts are valid UTF-8; a broken one shows as blank rather than failing.
+        panel.messageText = nsString(alert.messageText) ?: @"";
+        panel.informativeText = nsString(alert.informativeText) ?: @"";
         for (const std::string& title : alert.buttons) {
-            [panel addButtonWithTitle:nsString(title)];
+            [panel addButtonWithTitle:nsString(title) ?: @""];
         }
         panel.window.level = NSModalPanelWindowLevel;
         [panel.window orderFrontRegardless];
@@ -79,7 +84,11 @@ MacInstallWorkspace::launchDetached(const std::string& tool,
 
 void MacInstallWorkspace::openFileViewer(const std::string& directory) {
     @autoreleasepool {
-        [NSWorkspace.sharedWorkspace selectFile:nil inFileViewerRootedAtPath:nsString(directory)];
+        NSString* path = MacNS::nsPath(directory);
+        if (path == nil) {
+            return;
+        }
+        [NSWorkspace.sharedWorkspace selectFile:nil inFileViewerRootedAtPath:path];
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "hardware/ReportText.h"
+
 #import <Foundation/Foundation.h>
 #include <optional>
 #include <string>
@@ -9,12 +11,20 @@
 // Objective-C++ adapters.
 namespace windlark::MacNS {
 
-// `text` as an NSString; the empty string when `text` is not valid UTF-8.
+// `text` as an NSString; nil when `text` is not valid UTF-8. Callers refuse nil: an
+// empty string in its place would make a path name the working directory.
 inline NSString* nsString(std::string_view text) {
-    NSString* converted = [[NSString alloc] initWithBytes:text.data()
-                                                   length:text.size()
-                                                 encoding:NSUTF8StringEncoding];
-    return converted != nil ? converted : @"";
+    if (!isValidUTF8(text)) {
+        return nil;
+    }
+    return [[NSString alloc] initWithBytes:text.data()
+                                    length:text.size()
+                                  encoding:NSUTF8StringEncoding];
+}
+
+// `path` as an NSString; nil unless it is a usable path (not empty, no NUL, valid UTF-8).
+inline NSString* nsPath(std::string_view path) {
+    return isUsableFilePath(path) ? nsString(path) : nil;
 }
 
 // The UTF-8 form of `text`; `fallback` when `text` is nil or has no UTF-8 form.
