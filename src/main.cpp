@@ -1,3 +1,4 @@
+#include "platform/BuildVersion.h"
 #include "platform/HardwarePlatform.h"
 #include "platform/HelperPlatform.h"
 #include "shell/CommandLine.h"
@@ -21,6 +22,14 @@ int main(int argc, char** argv) {
     // they work without a display and under "do shell script".
     if (const auto command = CommandLine::diagnosticCommand(arguments)) {
         return CommandLine::run(*command, arguments, services, std::cout);
+    }
+    if (const auto option = CommandLine::informationOption(arguments)) {
+        if (*option == CommandLine::InformationOption::help) {
+            CommandLine::printHelp("windlark-mac", std::cout);
+        } else {
+            CommandLine::printVersion(kBuildVersion, std::cout);
+        }
+        return 0;
     }
 
     // Until the menu-bar application exists, a plain start shows what the hardware layer

@@ -3,6 +3,7 @@
 #include "hardware/HardwareDiagnostics.h"
 
 #include <algorithm>
+#include <iterator>
 #include <ostream>
 
 namespace windlark {
@@ -70,6 +71,80 @@ int run(DiagnosticCommand command, const std::vector<std::string>& arguments,
         return 0;
     }
     return 0;
+}
+
+std::optional<InformationOption> informationOption(const std::vector<std::string>& arguments) {
+    if (diagnosticCommand(arguments)) {
+        return std::nullopt;
+    }
+    const auto has = [&](std::string_view option) {
+        return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
+    };
+    if (has("--help")) {
+        return InformationOption::help;
+    }
+    if (has("--version")) {
+        return InformationOption::version;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> simulatedMachineArgument(const std::vector<std::string>& arguments) {
+    const auto option = std::find(arguments.begin(), arguments.end(), kSimulatedMachineOption);
+    if (option == arguments.end() || std::next(option) == arguments.end()) {
+        return std::nullopt;
+    }
+    return *std::next(option);
+}
+
+void printHelp(std::string_view programName, std::ostream& out) {
+    out << "Usage: " << programName << " [OPTION...]\n"
+        << "Without a diagnostic option, starts the Windlark Mac menu-bar application.\n"
+        << "\n"
+        << "Application options:\n"
+        << "  --simulated-machine FILE  run on the simulated Mac described by FILE (JSON)\n"
+        << "  --help                    print this text and exit\n"
+        << "  --version                 print the version and exit\n"
+        << "\n"
+        << "Diagnostic options (the first present in this order runs, then the program "
+           "exits):\n"
+        << "  --smc-matrix              the SMC services and connection types that open\n"
+        << "  --install-helper          install the privileged helper, then its preflight\n"
+        << "  --xpc-reset               hand fan control back to the system through the "
+           "helper\n"
+        << "  --xpc-manual-target-hold  hold a target RPM through the helper (exit 2 "
+           "without one)\n"
+        << "      --target-rpm N          the target RPM\n"
+        << "      --target-delta N        the live RPM plus N\n"
+        << "      --hold-seconds N        how long to hold (default 5)\n"
+        << "  --xpc-curve-renewal       renew one curve lease through the helper (exit 2 "
+           "without a target)\n"
+        << "      --target-rpm N, --target-delta N  as above\n"
+        << "      --lease-seconds N       the lease's length (default 15)\n"
+        << "  --helper-preflight        the privileged helper's health\n"
+        << "  --print-hardware          the fans, their RPM range and the support verdict\n"
+        << "      --smc-diagnose-fallback  read the system's fan diagnostic when the SMC "
+           "gives no range\n"
+        << "      --smc-debug             the SMC keys behind the report\n"
+        << "      --smc-write-debug       the SMC fan-control keys\n"
+        << "      --temperature-debug     every temperature sensor\n"
+        << "\n"
+        << "Environment variables:\n"
+        << "  WINDLARK_SMC_TARGET_RPM, WINDLARK_SMC_TARGET_DELTA\n"
+        << "                            target RPM or delta when the options are missing\n"
+        << "  WINDLARK_SMC_HOLD_SECONDS, WINDLARK_SMC_LEASE_SECONDS\n"
+        << "                            hold and lease lengths when the options are "
+           "missing\n"
+        << "  WINDLARK_UPDATE_CHECK_URL HTTPS address of the update document\n"
+        << "  WINDLARK_ALLOW_RUN_FROM_DMG  \"1\" lets the application run from a disk "
+           "image\n"
+        << "  WINDLARK_SIMULATED_MACHINE   simulated Mac file, as --simulated-machine\n";
+    out.flush();
+}
+
+void printVersion(std::string_view version, std::ostream& out) {
+    out << "Windlark Mac " << version << '\n';
+    out.flush();
 }
 
 } // namespace CommandLine

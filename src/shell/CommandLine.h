@@ -58,6 +58,30 @@ diagnosticCommand(const std::vector<std::string>& arguments);
 [[nodiscard]] int run(DiagnosticCommand command, const std::vector<std::string>& arguments,
                       const Services& services, std::ostream& out);
 
+// "--help" and "--version" come after the diagnostic commands: a diagnostic option
+// anywhere on the line still wins, so the administrator probe's re-run is never
+// answered with a usage text.
+enum class InformationOption {
+    help,
+    version,
+};
+
+// The information option the arguments ask for, when no diagnostic command does.
+[[nodiscard]] std::optional<InformationOption>
+informationOption(const std::vector<std::string>& arguments);
+
+// The option of the application itself that names a simulated machine file.
+inline constexpr std::string_view kSimulatedMachineOption = "--simulated-machine";
+
+// The value following "--simulated-machine"; absent when the option is missing or last.
+[[nodiscard]] std::optional<std::string>
+simulatedMachineArgument(const std::vector<std::string>& arguments);
+
+// The usage text: every option with its sub-options, then the environment variables.
+void printHelp(std::string_view programName, std::ostream& out);
+// "Windlark Mac <version>".
+void printVersion(std::string_view version, std::ostream& out);
+
 } // namespace CommandLine
 
 } // namespace windlark

@@ -101,6 +101,7 @@ TEST(ThermalDistribution, DegenerateRequestsStillGiveUsableBins) {
     // nor loses samples.
     const auto point = ThermalDistribution::make(samplesAt({50.0, 50.5}), {"", "", 50.0, 50.0}, 4);
     EXPECT_EQ(countsOf(point), (std::vector<int>{1, 0, 0, 0}));
+    EXPECT_EQ(point.bins[0].normalizedCount, 1.0) << "a lone sample is the peak";
     const double huge = std::numeric_limits<double>::max();
     EXPECT_EQ(ThermalDistribution::make(samplesAt({-huge, 0.0, huge}), {"", "", -huge, huge}, 3)
                   .sampleCount,

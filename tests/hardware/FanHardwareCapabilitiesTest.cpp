@@ -152,6 +152,15 @@ TEST(FanHardwareCapabilities, ProbeOutputParsing) {
         {"fanCount=-1\nfan0Name=A", 0, 0, FanHardwareSupportStatus::unavailable},
         {"fanCount=-5000", 0, 0, FanHardwareSupportStatus::unavailable},
         {"fanCount=-9223372036854775808", 0, 0, FanHardwareSupportStatus::unavailable},
+        // Fan keys with indices far beyond the count (once an overflow) are ignored.
+        {"fanCount=2\nfan9223372036854775807Name=x\nfan1Name=B", 2, 1,
+         FanHardwareSupportStatus::supported},
+        {"fanCount=2\nfan9223372036854775807MinimumRPM=1", 2, 2,
+         FanHardwareSupportStatus::supported},
+        {"fanCount=1024\nfan99999999999999999999Name=x\nfan0Name=A", 1024, 1,
+         FanHardwareSupportStatus::supported},
+        {"fanCount=3\nfan-9223372036854775808Name=x\nfan2CurrentRPM=1400", 3, 1,
+         FanHardwareSupportStatus::supported},
     };
     for (const auto& c : counts) {
         const auto parsed = FanHardwareCapabilities::fromProbeOutput(c.report);

@@ -41,8 +41,31 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
     EXPECT_EQ(client->readValue("FNum")->dataType, "ui8 ");
     EXPECT_FALSE(client->readValue("F1Ac"));
 
+    // Only reads are answered: any other command is refused, and the record is left alone.
+    SimulatedSMCBus bus(parsed.machine);
+    const auto endpoints = bus.matchingServices("AppleSMCKeysEndpoint").services;
+    ASSERT_EQ(endpoints.size(), 1U);
+    EXPECT_TRUE(bus.matchingServices("AppleSMC").services.empty());
+    const auto opened = bus.open(endpoints[0], 0);
+    for (const int command : {0, 6, 10, 255}) {
+        SMCKeyData request{};
+        request.key = SMCReadOnlyClient::smcKeyCode("F0Ac");
+        request.data8 = static_cast<std::uint8_t>(command);
+        SMCKeyData output{};
+        output.result = 0x7F;
+        EXPECT_NE(bus.callStructMethod(opened.connection, 2, request, output),
+                  KernelResult::success)
+            << command;
+        EXPECT_EQ(output.result, 0x7F) << command;
+    }
+
     SimulatedRegistryReader registry(parsed.machine);
     EXPECT_EQ(MacHardwareModel::current(registry), (MacHardwareModel{"Mac16,10", "Mac mini"}));
+    const std::string_view model("Mac16,10\0", 9);
+    EXPECT_EQ(registry.property(RegistryEntry::deviceTreeRoot, "model"),
+              RegistryProperty(std::vector<std::uint8_t>(model.begin(), model.end())));
+    EXPECT_EQ(registry.property(RegistryEntry::deviceTreeRoot, "serial-number"), std::nullopt);
+    EXPECT_EQ(registry.property(RegistryEntry::platformExpert, "model"), std::nullopt);
 
     SimulatedTemperatureSensors sensors(parsed.machine);
     clock->set(Timestamp{} + std::chrono::seconds(25)); // a quarter of the wave: the peak

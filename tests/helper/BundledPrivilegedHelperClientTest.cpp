@@ -74,14 +74,6 @@ struct Machine {
     }
 };
 
-TEST(BundledPrivilegedHelperClient, ProductionTimeoutsAreTwoEightEightAndFiveSeconds) {
-    const PrivilegedHelperTimeouts timeouts;
-    EXPECT_EQ(timeouts.statusRead, 2s);
-    EXPECT_EQ(timeouts.reset, 8s);
-    EXPECT_EQ(timeouts.manualHold, 8s);
-    EXPECT_EQ(timeouts.curveRenewal, 5s);
-}
-
 TEST(BundledPrivilegedHelperClient, LocatesTheHelperInTheBundleThenBesideTheExecutable) {
     Machine machine;
     EXPECT_EQ(machine.client().resolveHelperPath(), bundledHelper);

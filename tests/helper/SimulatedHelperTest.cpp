@@ -6,6 +6,7 @@
 #include "helper/FanWriteSafetyPlan.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 namespace windlark {
@@ -164,12 +165,17 @@ TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
     PropertyDictionary textIndex = good.dictionary();
     textIndex.set("fanIndex", "0");
     EXPECT_EQ(*reply(textIndex).string("error"), "invalid lease request");
-    EXPECT_EQ(
-        *reply(WindlarkManualTargetLeaseRequest{3, 2400.0, 5, "x"}.dictionary()).string("error"),
-        "no such fan");
-    EXPECT_EQ(
-        *reply(WindlarkManualTargetLeaseRequest{0, 2400.0, 0, "x"}.dictionary()).string("error"),
-        "lease length out of range");
+    const std::pair<WindlarkManualTargetLeaseRequest, const char*> refusals[] = {
+        {{3, 2400.0, 5, "x"}, "no such fan"},
+        {{0, 2400.0, 0, "x"}, "lease length out of range"},
+        {{0, std::numeric_limits<double>::quiet_NaN(), 5, "x"}, "target RPM out of range"},
+        {{0, 0.0, 5, "x"}, "target RPM out of range"},
+    };
+    for (const auto& [request, error] : refusals) {
+        const PropertyDictionary answer = reply(request.dictionary());
+        EXPECT_EQ(answer.boolean("accepted"), false) << error;
+        EXPECT_EQ(*answer.string("error"), error);
+    }
     EXPECT_EQ(reply(WindlarkManualTargetLeaseRequest{0, 2400.0, 61, "x"}.dictionary())
                   .boolean("resetAccepted"),
               true);

@@ -63,5 +63,41 @@ TEST(CommandLine, HardwareCommandsPrintAndHelperCommandsGoToTheHelperLayer) {
     EXPECT_EQ(seen, std::vector<DiagnosticCommand>{DiagnosticCommand::xpcManualTargetHold});
 }
 
+TEST(CommandLine, HelpAndVersionYieldToDiagnosticsAndTheMachineFileFollowsItsOption) {
+    using enum CommandLine::InformationOption;
+    const std::pair<std::vector<std::string>, std::optional<CommandLine::InformationOption>>
+        information[] = {
+            {{}, std::nullopt},
+            {{"--version", "--help"}, help},
+            {{"--version"}, version},
+            {{"--help", "--print-hardware"}, std::nullopt},
+            {{"-h", "--versions"}, std::nullopt},
+        };
+    for (const auto& [arguments, expected] : information) {
+        EXPECT_EQ(CommandLine::informationOption(arguments), expected) << arguments.size();
+    }
+
+    const std::pair<std::vector<std::string>, std::optional<std::string>> machines[] = {
+        {{"--simulated-machine", "a.json", "--simulated-machine", "b.json"}, "a.json"},
+        {{"x", "--simulated-machine"}, std::nullopt},
+        {{"--simulated-machine=a.json"}, std::nullopt},
+    };
+    for (const auto& [arguments, expected] : machines) {
+        EXPECT_EQ(CommandLine::simulatedMachineArgument(arguments), expected) << arguments.size();
+    }
+
+    std::ostringstream out;
+    CommandLine::printVersion("1.2.3", out);
+    EXPECT_EQ(out.str(), "Windlark Mac 1.2.3\n");
+    out.str("");
+    CommandLine::printHelp("windlark-mac", out);
+    for (const char* word :
+         {"Usage: windlark-mac ", "--simulated-machine FILE", "--smc-matrix", "--lease-seconds",
+          "--temperature-debug", "WINDLARK_SMC_TARGET_RPM", "WINDLARK_UPDATE_CHECK_URL",
+          "WINDLARK_ALLOW_RUN_FROM_DMG", "WINDLARK_SIMULATED_MACHINE"}) {
+        EXPECT_NE(out.str().find(word), std::string::npos) << word;
+    }
+}
+
 } // namespace
 } // namespace windlark
