@@ -45,9 +45,19 @@ TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
         EXPECT_EQ(FileDefaultsStore::standardPath(c.xdgConfigHome, c.home), fs::path(c.expected))
             << '"' << c.xdgConfigHome << "\" \"" << c.home << '"';
     }
+
+    ScratchDirectory scratch;
+    const char* previous = std::getenv("XDG_CONFIG_HOME");
+    const std::optional<std::string> saved =
+        previous != nullptr ? std::optional<std::string>(previous) : std::nullopt;
+    ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
+    makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
+    EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
+    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
+    saved ? ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
 }
 
-TEST(FileDefaultsStore, ValuesSurviveAReopenByteForByte) {
+TEST(FileDefaultsStore, ValuesSurviveAReopenAndEverySaveReplacesTheFile) {
     ScratchDirectory scratch;
     const fs::path file = scratch.path() / "config" / "windlark-mac" / "defaults.json";
     DefaultsData everyByte;
@@ -57,14 +67,21 @@ TEST(FileDefaultsStore, ValuesSurviveAReopenByteForByte) {
     // Lengths 0 to 4 exercise every padding of the encoding.
     const std::vector<DefaultsData> values{everyByte,    {},        {0x00},
                                            {0xFF, 0x10}, {1, 2, 3}, {1, 2, 3, 4}};
-    {
-        FileDefaultsStore store(file);
-        EXPECT_FALSE(store.data("missing").has_value());
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            store.setData("data." + std::to_string(i), values[i]);
-        }
-        store.setString("text", "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    FileDefaultsStore store(file);
+    EXPECT_FALSE(store.data("missing").has_value());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        store.setData("data." + std::to_string(i), values[i]);
     }
+    // A file rewritten in place keeps its inode, and a crash mid-write would tear it; a
+    // renamed replacement gets a new one.
+    struct stat before {};
+    ASSERT_EQ(::stat(file.c_str(), &before), 0);
+    store.setString("text", "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    struct stat after {};
+    ASSERT_EQ(::stat(file.c_str(), &after), 0);
+    EXPECT_NE(before.st_ino, after.st_ino);
+    EXPECT_EQ(after.st_mode & 0777, 0600U) << "settings are private to the user";
+
     const FileDefaultsStore reopened(file);
     for (std::size_t i = 0; i < values.size(); ++i) {
         EXPECT_EQ(reopened.data("data." + std::to_string(i)), values[i]) << i;
@@ -73,31 +90,14 @@ TEST(FileDefaultsStore, ValuesSurviveAReopenByteForByte) {
     // No temporary files are left behind.
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()),
               1);
-}
 
-TEST(FileDefaultsStore, EverySaveReplacesTheFileRatherThanRewritingIt) {
-    ScratchDirectory scratch;
-    const fs::path file = scratch.path() / "defaults.json";
-    FileDefaultsStore store(file);
-    store.setString("key", "en");
-    store.setString("other", "kept");
-    // A file rewritten in place keeps its inode, and a crash mid-write would tear it; a
-    // renamed replacement gets a new one.
-    struct stat before {};
-    ASSERT_EQ(::stat(file.c_str(), &before), 0);
-    store.setData("key", {7, 8});
-    struct stat after {};
-    ASSERT_EQ(::stat(file.c_str(), &after), 0);
-    EXPECT_NE(before.st_ino, after.st_ino);
-    EXPECT_EQ(after.st_mode & 0777, 0600U) << "settings are private to the user";
-
-    // Each key holds one kind of value; other keys are untouched.
-    EXPECT_FALSE(store.string("key").has_value());
-    EXPECT_EQ(store.data("key"), (DefaultsData{7, 8}));
-    store.setString("key", "ko");
-    EXPECT_FALSE(store.data("key").has_value());
-    EXPECT_EQ(store.string("key"), "ko");
-    EXPECT_EQ(store.string("other"), "kept");
+    // Each key holds one kind of value.
+    store.setString("data.1", "ko");
+    EXPECT_FALSE(store.data("data.1").has_value());
+    EXPECT_EQ(store.string("data.1"), "ko");
+    store.setData("text", {7, 8});
+    EXPECT_FALSE(store.string("text").has_value());
+    EXPECT_EQ(store.data("text"), (DefaultsData{7, 8}));
 }
 
 TEST(FileDefaultsStore, SavesSweepAwayOnlyAbandonedTemporaryFiles) {
@@ -205,18 +205,6 @@ TEST(FileDefaultsStore, ARelativePathIsTakenFromTheWorkingFolder) {
     EXPECT_EQ(store.string("language"), "ko");
     EXPECT_TRUE(fs::is_regular_file(scratch.path() / "defaults.json"));
     fs::current_path(previous);
-}
-
-TEST(FileDefaultsStore, StandardStoreLivesUnderXdgConfigHome) {
-    ScratchDirectory scratch;
-    const char* previous = std::getenv("XDG_CONFIG_HOME");
-    const std::optional<std::string> saved =
-        previous != nullptr ? std::optional<std::string>(previous) : std::nullopt;
-    ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
-    makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
-    EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
-    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
-    saved ? ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
 }
 
 } // namespace

@@ -6,10 +6,9 @@
 #include "shell/AppVersion.h"
 #include "shell/HttpsAddress.h"
 
-#include <condition_variable>
+#include <future>
 #include <gtest/gtest.h>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -221,25 +220,22 @@ protected:
     ManualMainLoop loop;
 };
 
-TEST_F(AppUpdateCheckerAsyncTest, UnconfiguredCheckIsUnavailableWithoutAnyRequest) {
-    auto checker = makeChecker(std::nullopt);
+TEST_F(AppUpdateCheckerAsyncTest, EveryResultArrivesOnTheMainLoop) {
     std::optional<AppUpdateCheckResult> received;
-    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
-    EXPECT_FALSE(received.has_value()) << "results arrive through the main loop";
+    const auto receive = [&](AppUpdateCheckResult result) { received = std::move(result); };
+    const auto unconfigured = makeChecker(std::nullopt);
+    unconfigured->checkForUpdates(receive);
+    EXPECT_FALSE(received.has_value());
     loop.runPending();
-    ASSERT_TRUE(received.has_value());
-    EXPECT_EQ(*received,
-              (AppUpdateCheckResult{Status::unavailable, "1.2", std::nullopt, std::nullopt,
-                                    "No update check URL is configured."}));
+    EXPECT_EQ(received, (AppUpdateCheckResult{Status::unavailable, "1.2", std::nullopt,
+                                              std::nullopt, "No update check URL is configured."}));
     EXPECT_TRUE(loader->requestedURLs().empty());
-}
 
-TEST_F(AppUpdateCheckerAsyncTest, ResultOfABackgroundCheckArrivesOnTheMainLoop) {
+    received.reset();
     loader->setAnswer(HttpLoadResult::success(R"({"version":"1.3","html_url":"https://e.x/r"})"));
     auto checker = makeChecker(kValid);
-    std::optional<AppUpdateCheckResult> received;
-    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
-    ASSERT_TRUE(loop.waitForPost());
+    checker->checkForUpdates(receive);
+    ASSERT_TRUE(loop.waitForPost(2));
     EXPECT_FALSE(received.has_value());
     loop.runPending();
     ASSERT_TRUE(received.has_value());
@@ -249,98 +245,56 @@ TEST_F(AppUpdateCheckerAsyncTest, ResultOfABackgroundCheckArrivesOnTheMainLoop) 
 
     loader->setAnswer(HttpLoadResult::failure("Could not resolve host: updates.example.com"));
     received.reset();
-    checker->checkForUpdates([&](AppUpdateCheckResult result) { received = std::move(result); });
-    ASSERT_TRUE(loop.waitForPost(2));
+    checker->checkForUpdates(receive);
+    ASSERT_TRUE(loop.waitForPost(3));
     loop.runPending();
     ASSERT_TRUE(received.has_value());
     EXPECT_EQ(*received, (AppUpdateCheckResult{Status::failed, "1.2", std::nullopt, std::nullopt,
                                                "Could not resolve host: updates.example.com"}));
 }
 
-// Lives inside a completion and notes where each of its live copies ends. A completion
-// usually holds on to interface objects, which may only be released on the main thread.
-class ThreadNotingCapture {
-public:
-    struct Record {
-        std::mutex mutex;
-        std::condition_variable changed;
-        int liveCopies = 0;
-        std::vector<std::thread::id> endedOn;
-    };
-
-    explicit ThreadNotingCapture(std::shared_ptr<Record> record)
-        : record_(std::move(record)) {
-        adjust(+1);
-    }
-    ThreadNotingCapture(const ThreadNotingCapture& other)
-        : record_(other.record_) {
-        adjust(+1);
-    }
-    ThreadNotingCapture(ThreadNotingCapture&& other) noexcept
-        : record_(std::move(other.record_)) {}
-    ThreadNotingCapture& operator=(const ThreadNotingCapture&) = delete;
-    ThreadNotingCapture& operator=(ThreadNotingCapture&&) = delete;
-    ~ThreadNotingCapture() {
-        if (record_) {
-            adjust(-1);
-        }
-    }
-
-private:
-    void adjust(int change) {
-        {
-            const std::scoped_lock lock(record_->mutex);
-            record_->liveCopies += change;
-            if (change < 0) {
-                record_->endedOn.push_back(std::this_thread::get_id());
-            }
-        }
-        record_->changed.notify_all();
-    }
-
-    std::shared_ptr<Record> record_;
-};
-
 TEST_F(AppUpdateCheckerAsyncTest, TheCompletionIsReleasedOnTheMainThread) {
+    // A completion usually holds interface objects, which may only be released on the
+    // main thread: the last reference to what it captured must go there.
+    std::promise<std::thread::id> releasedOn;
+    std::shared_ptr<int> captured(new int(0), [&releasedOn](const int* value) {
+        releasedOn.set_value(std::this_thread::get_id());
+        delete value;
+    });
     auto checker = makeChecker(kValid);
-    auto record = std::make_shared<ThreadNotingCapture::Record>();
     bool isCalled = false;
-    checker->checkForUpdates([capture = ThreadNotingCapture(record),
-                              &isCalled](const AppUpdateCheckResult&) { isCalled = true; });
+    checker->checkForUpdates(
+        [captured, &isCalled](const AppUpdateCheckResult&) { isCalled = *captured == 0; });
+    std::future<std::thread::id> released = releasedOn.get_future();
+    captured.reset();
     ASSERT_TRUE(loop.waitForPost());
     loop.runPending();
     EXPECT_TRUE(isCalled);
-
-    std::unique_lock lock(record->mutex);
-    ASSERT_TRUE(record->changed.wait_for(lock, std::chrono::seconds(10),
-                                         [&] { return record->liveCopies == 0; }));
-    for (const std::thread::id thread : record->endedOn) {
-        EXPECT_EQ(thread, std::this_thread::get_id());
-    }
+    ASSERT_EQ(released.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(released.get(), std::this_thread::get_id());
 }
 
-TEST_F(AppUpdateCheckerAsyncTest, DestroyingTheCheckerDuringACheckDropsTheResult) {
-    loader->holdRequests();
-    auto checker = makeChecker(kValid);
+TEST_F(AppUpdateCheckerAsyncTest, DestroyingTheCheckerDropsItsResult) {
+    // Destroyed after the result was posted: it is not delivered.
     bool isCalled = false;
-    checker->checkForUpdates([&](const AppUpdateCheckResult&) { isCalled = true; });
-    ASSERT_TRUE(loader->waitUntilEntered(1));
-    checker.reset();
-    loader->releaseRequests();
-    ASSERT_TRUE(loader->waitUntilReturned(1));
-    // The worker may still be between the loader and its last step; give it the chance
-    // to (wrongly) post before checking.
-    loop.waitForPost(1, std::chrono::milliseconds(200));
-    loop.runPending();
-    EXPECT_FALSE(isCalled);
-}
-
-TEST_F(AppUpdateCheckerAsyncTest, ResultPostedBeforeDestructionIsNotDelivered) {
     auto checker = makeChecker(kValid);
-    bool isCalled = false;
     checker->checkForUpdates([&](const AppUpdateCheckResult&) { isCalled = true; });
     ASSERT_TRUE(loop.waitForPost());
     checker.reset();
+    loop.runPending();
+    EXPECT_FALSE(isCalled);
+
+    // Destroyed while the loader is still at work: nothing is posted that would deliver it.
+    loader->holdRequests();
+    checker = makeChecker(kValid);
+    checker->checkForUpdates([&](const AppUpdateCheckResult&) { isCalled = true; });
+    ASSERT_TRUE(loader->waitUntilEntered(2));
+    checker.reset();
+    loader->releaseRequests();
+    ASSERT_TRUE(loader->waitUntilReturned(2));
+    // The worker may still be between the loader and its last step; give it the chance
+    // to (wrongly) post before checking.
+    loop.waitForPost(2, std::chrono::milliseconds(200));
     loop.runPending();
     EXPECT_FALSE(isCalled);
 }

@@ -56,9 +56,7 @@ TEST(HelperCommand, ArgumentsReachTheWinningCommandOnly) {
         int status;
     };
     const std::vector<Case> cases = {
-        // Install wins over a reset, whichever comes first.
         {{"--xpc-reset", "--install-helper"}, {"install", "readHealth"}, {}, 0},
-        {{"--install-helper", "--xpc-reset"}, {"install", "readHealth"}, {}, 0},
         // The hold wins over a renewal and sees the options given around it; options
         // that contradict each other send nothing.
         {{"--xpc-curve-renewal", "--target-rpm", "2400", "--xpc-manual-target-hold"},
