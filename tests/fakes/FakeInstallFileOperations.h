@@ -26,16 +26,14 @@ public:
     [[nodiscard]] std::string temporaryDirectory() const override { return "/tmp/user"; }
 
     std::optional<std::string> remove(const std::string& path) override {
-        log.push_back("remove " + path);
-        if (auto error = failure("remove")) {
+        if (auto error = step("remove", path)) {
             return error;
         }
         items.erase(path);
         return std::nullopt;
     }
     std::optional<std::string> copy(const std::string& from, const std::string& to) override {
-        log.push_back("copy " + from + " -> " + to);
-        if (auto error = failure("copy")) {
+        if (auto error = step("copy", from + " -> " + to)) {
             if (isFailingCopyPartial) {
                 items[to] = "partial";
             }
@@ -48,20 +46,18 @@ public:
         return std::nullopt;
     }
     std::optional<std::string> move(const std::string& from, const std::string& to) override {
-        log.push_back("move " + from + " -> " + to);
-        if (auto error = failure("move")) {
+        if (auto error = step("move", from + " -> " + to)) {
             return error;
         }
         if (!items.contains(from) || items.contains(to)) {
             return "move: bad paths";
         }
-        items[to] = items[from];
+        items[to] = std::move(items[from]);
         items.erase(from);
         return std::nullopt;
     }
     std::optional<std::string> moveToTrash(const std::string& path) override {
-        log.push_back("trash " + path);
-        if (auto error = failure("trash")) {
+        if (auto error = step("trash", path)) {
             return error;
         }
         trash.push_back(items[path]);
@@ -79,11 +75,11 @@ public:
     std::vector<std::string> log;
 
 private:
-    [[nodiscard]] std::optional<std::string> failure(const std::string& operation) const {
-        if (const auto found = failures.find(operation); found != failures.end()) {
-            return found->second;
-        }
-        return std::nullopt;
+    // Logs the operation; the error it is set to fail with, if any.
+    std::optional<std::string> step(const std::string& operation, const std::string& operands) {
+        log.push_back(operation + " " + operands);
+        const auto found = failures.find(operation);
+        return found == failures.end() ? std::nullopt : std::optional(found->second);
     }
 };
 

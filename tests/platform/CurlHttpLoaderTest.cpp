@@ -124,20 +124,18 @@ TEST_F(CurlHttpLoaderTest, FetchesAndParsesAServedDocumentOverVerifiedTls) {
         << *missing.detail;
 }
 
-TEST_F(CurlHttpLoaderTest, RefusesAnUntrustedCertificateWithCurlsOwnWords) {
-    CurlHttpLoader::Options options; // the system's trust store does not know the server
-    options.totalTimeout = std::chrono::seconds(10);
-    const HttpLoadResult result = CurlHttpLoader(options).load(server->url("update.json"));
+TEST_F(CurlHttpLoaderTest, RefusesUntrustedCertificatesAndOversizedResponses) {
+    CurlHttpLoader::Options untrusting; // the system's trust store does not know the server
+    untrusting.totalTimeout = std::chrono::seconds(10);
+    const HttpLoadResult result = CurlHttpLoader(untrusting).load(server->url("update.json"));
     ASSERT_FALSE(result.isSuccess());
     EXPECT_NE(result.errorDescription->find("certificate"), std::string::npos)
         << *result.errorDescription;
-}
 
-TEST_F(CurlHttpLoaderTest, CapsTheResponseSize) {
-    CurlHttpLoader::Options options = trustingServer();
-    options.maximumBytes = 64 * 1024;
-    const HttpLoadResult result = CurlHttpLoader(options).load(server->url("big.json"));
-    EXPECT_EQ(result, HttpLoadResult::failure("The response is larger than 65536 bytes."));
+    CurlHttpLoader::Options capped = trustingServer();
+    capped.maximumBytes = 64 * 1024;
+    EXPECT_EQ(CurlHttpLoader(capped).load(server->url("big.json")),
+              HttpLoadResult::failure("The response is larger than 65536 bytes."));
     EXPECT_TRUE(CurlHttpLoader(trustingServer()).load(server->url("big.json")).isSuccess());
 }
 
