@@ -47,13 +47,15 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
     ASSERT_EQ(endpoints.size(), 1U);
     EXPECT_TRUE(bus.matchingServices("AppleSMC").services.empty());
     const auto opened = bus.open(endpoints[0], 0);
-    for (const int command : {0, 6, 10, 255}) {
+    // (A read through another selector is refused too.)
+    for (const auto& [selector, command] :
+         {std::pair{2U, 0}, {2U, 6}, {2U, 10}, {2U, 255}, {3U, 9}}) {
         SMCKeyData request{};
         request.key = SMCReadOnlyClient::smcKeyCode("F0Ac");
         request.data8 = static_cast<std::uint8_t>(command);
         SMCKeyData output{};
         output.result = 0x7F;
-        EXPECT_NE(bus.callStructMethod(opened.connection, 2, request, output),
+        EXPECT_NE(bus.callStructMethod(opened.connection, selector, request, output),
                   KernelResult::success)
             << command;
         EXPECT_EQ(output.result, 0x7F) << command;
