@@ -60,6 +60,15 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
             << command;
         EXPECT_EQ(output.result, 0x7F) << command;
     }
+    // Only the one service opens, with type 0 only, and a closed connection answers nothing.
+    EXPECT_NE(bus.open(endpoints[0] + 1, 0).kernelResult, KernelResult::success);
+    EXPECT_NE(bus.open(endpoints[0], 1).kernelResult, KernelResult::success);
+    bus.closeConnection(opened.connection);
+    SMCKeyData info{};
+    info.key = SMCReadOnlyClient::smcKeyCode("F0Ac");
+    info.data8 = SMCKeyData::readKeyInfoCommand;
+    SMCKeyData output{};
+    EXPECT_NE(bus.callStructMethod(opened.connection, 2, info, output), KernelResult::success);
 
     SimulatedRegistryReader registry(parsed.machine);
     EXPECT_EQ(MacHardwareModel::current(registry), (MacHardwareModel{"Mac16,10", "Mac mini"}));
