@@ -46,6 +46,8 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
     const auto endpoints = bus.matchingServices("AppleSMCKeysEndpoint").services;
     ASSERT_EQ(endpoints.size(), 1U);
     EXPECT_TRUE(bus.matchingServices("AppleSMC").services.empty());
+    EXPECT_EQ(bus.serviceClassName(endpoints[0]), "AppleSMCKeysEndpoint");
+    EXPECT_EQ(bus.serviceClassName(endpoints[0] + 1), std::nullopt);
     const auto opened = bus.open(endpoints[0], 0);
     // (A read through another selector is refused too.)
     for (const auto& [selector, command] :
