@@ -29,10 +29,18 @@ std::string decoded(std::string bytes) {
 } // namespace
 
 AdminHardwareProbeResult runProcess(ChildProcessRunner& runner, const std::string& executablePath,
-                                    const std::vector<std::string>& arguments) {
-    ChildProcessOutcome outcome = runner.run(executablePath, arguments);
+                                    const std::vector<std::string>& arguments,
+                                    ChildProcessRunner::TimeLimit timeLimit) {
+    ChildProcessOutcome outcome = runner.run(executablePath, arguments, timeLimit);
     if (outcome.launchError) {
         return AdminHardwareProbeResult::failure(*outcome.launchError);
+    }
+    if (outcome.isTimedOut) {
+        const auto limit = timeLimit.value_or(std::chrono::milliseconds{0});
+        return AdminHardwareProbeResult::failure(
+            executablePath + " did not finish within " +
+            std::to_string(std::chrono::ceil<std::chrono::seconds>(limit).count()) +
+            " s and was stopped");
     }
     std::string output = decoded(std::move(outcome.standardOutput));
     if (outcome.exitStatus == 0) {
@@ -54,7 +62,7 @@ AdminHardwareProbeResult run(ChildProcessRunner& runner, const std::string& exec
 }
 
 AdminHardwareProbeResult runSMCDiagnoseDirect(ChildProcessRunner& runner) {
-    return runProcess(runner, std::string(smcDiagnosePath), {});
+    return runProcess(runner, std::string(smcDiagnosePath), {}, smcDiagnoseTimeLimit);
 }
 
 std::string shellQuote(std::string_view text) {

@@ -3,6 +3,7 @@
 #include "hardware/ChildProcessRunner.h"
 #include "hardware/FanHardwareCapabilities.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,18 +37,22 @@ namespace AdminHardwareProbe {
 
 inline constexpr std::string_view osascriptPath = "/usr/bin/osascript";
 inline constexpr std::string_view smcDiagnosePath = "/usr/libexec/smcDiagnose";
+// smcDiagnose answers within a second or two; one that hangs must not hang the report.
+inline constexpr std::chrono::seconds smcDiagnoseTimeLimit{10};
 
 // Runs `executablePath --print-hardware --smc-debug --smc-diagnose-fallback` as
 // administrator (the system shows its authentication dialog).
 [[nodiscard]] AdminHardwareProbeResult run(ChildProcessRunner& runner,
                                            const std::string& executablePath);
-// Runs the system's smcDiagnose tool without elevation.
+// Runs the system's smcDiagnose tool without elevation, for at most smcDiagnoseTimeLimit.
 [[nodiscard]] AdminHardwareProbeResult runSMCDiagnoseDirect(ChildProcessRunner& runner);
 // Success with standard output on exit status 0; otherwise the trimmed standard error, or
-// the trimmed standard output when the error stream is empty.
-[[nodiscard]] AdminHardwareProbeResult runProcess(ChildProcessRunner& runner,
-                                                  const std::string& executablePath,
-                                                  const std::vector<std::string>& arguments);
+// the trimmed standard output when the error stream is empty. A child that outlives
+// `timeLimit` is ended and is a failure that says so.
+[[nodiscard]] AdminHardwareProbeResult
+runProcess(ChildProcessRunner& runner, const std::string& executablePath,
+           const std::vector<std::string>& arguments,
+           ChildProcessRunner::TimeLimit timeLimit = std::nullopt);
 
 // One word for a POSIX shell: 'it'\''s'.
 [[nodiscard]] std::string shellQuote(std::string_view text);

@@ -117,14 +117,27 @@ std::optional<std::string> optionalText(const Json& object, const char* field,
 SimulatedMachine::SimulatedMachine(std::shared_ptr<const Clock> clock)
     : clock_(clock ? std::move(clock) : std::make_shared<SystemClock>()) {}
 
+const nlohmann::json& SimulatedMachine::otherSections() const {
+    static const Json none = Json::object();
+    return otherSections_ ? *otherSections_ : none;
+}
+
 SimulatedMachine::ParseResult SimulatedMachine::parse(std::string_view json,
                                                       std::shared_ptr<const Clock> clock) {
     std::shared_ptr<SimulatedMachine> machine(new SimulatedMachine(std::move(clock)));
     try {
-        const Json document = Json::parse(json);
+        Json document = Json::parse(json);
         if (!document.is_object()) {
             throw MachineFileError("the file must hold one JSON object");
         }
+        auto otherSections = std::make_shared<Json>(Json::object());
+        for (auto& [name, section] : document.items()) {
+            if (name != "model" && name != "productName" && name != "smcService" && name != "smc" &&
+                name != "sensors") {
+                (*otherSections)[name] = std::move(section);
+            }
+        }
+        machine->otherSections_ = std::move(otherSections);
         machine->identifier_ = optionalText(document, "model", "machine");
         machine->productName_ = optionalText(document, "productName", "machine");
         if (auto service = optionalText(document, "smcService", "machine")) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -64,6 +65,9 @@ public:
     [[nodiscard]] const std::optional<std::string>& productName() const { return productName_; }
     [[nodiscard]] const std::string& smcServiceName() const { return smcServiceName_; }
     [[nodiscard]] const Clock& clock() const { return *clock_; }
+    // The file's top-level sections that the machine does not read itself, as one JSON
+    // object, so that other layers find their own sections without reading the file again.
+    [[nodiscard]] const nlohmann::json& otherSections() const;
 
     // The key's type and bytes as the SMC would answer them now.
     [[nodiscard]] std::optional<SMCKey> readKey(std::string_view key) const;
@@ -100,6 +104,7 @@ private:
     std::string smcServiceName_ = "AppleSMCKeysEndpoint";
     std::map<std::string, SMCKey, std::less<>> keys_;
     std::vector<Sensor> sensors_;
+    std::shared_ptr<const nlohmann::json> otherSections_;
 
     mutable std::mutex mutex_;
     mutable std::map<int, FanState> fans_;

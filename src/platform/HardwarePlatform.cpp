@@ -1,13 +1,10 @@
 #include "platform/HardwarePlatform.h"
 
+#include "platform/posix/BoundedFile.h"
 #include "platform/posix/PosixChildProcessRunner.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <ostream>
-#include <sstream>
 
 #if defined(__APPLE__)
 #include "platform/macos/IOHIDTemperatureSensorServices.h"
@@ -65,21 +62,6 @@ HardwareEnvironment realEnvironment(std::shared_ptr<const Clock> clock) {
     return environment;
 }
 
-std::optional<std::string> readFile(const std::string& path, std::string& error) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        error = std::strerror(errno);
-        return std::nullopt;
-    }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    if (file.bad()) {
-        error = "could not be read";
-        return std::nullopt;
-    }
-    return contents.str();
-}
-
 } // namespace
 
 HardwareEnvironment makeHardwareEnvironment(std::ostream& diagnostics) {
@@ -95,11 +77,11 @@ HardwareEnvironment makeHardwareEnvironment(const std::optional<std::string>& si
     if (!simulatedMachinePath) {
         return environment;
     }
-    std::string error;
-    const auto contents = readFile(*simulatedMachinePath, error);
+    const BoundedFileRead file = readBoundedFile(*simulatedMachinePath);
+    std::string error = file.error;
     SimulatedMachine::ParseResult parsed;
-    if (contents) {
-        parsed = SimulatedMachine::parse(*contents, clock);
+    if (file.contents) {
+        parsed = SimulatedMachine::parse(*file.contents, clock);
         error = parsed.error;
     }
     if (!parsed.machine) {

@@ -7,10 +7,8 @@
 #include "platform/HardwarePlatform.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <sstream>
 
 #if defined(__APPLE__)
 #include "platform/macos/MacHelperServices.h"
@@ -37,20 +35,12 @@ PrivilegedHelperServices platformServices() {
 #endif
 }
 
-// The simulated helper of the machine file, if the file describes one.
+// The simulated helper of the machine file, if the file describes one. The machine kept
+// the file's other sections when it read it, so the file is not read a second time.
 std::optional<SimulatedHelperConfiguration>
-simulatedHelperConfiguration(const std::string& path, std::ostream& diagnostics) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return std::nullopt; // the hardware layer has already said why
-    }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    const nlohmann::json document = nlohmann::json::parse(contents.str(), nullptr, false);
-    if (document.is_discarded()) {
-        return std::nullopt;
-    }
-    SimulatedHelperParseResult parsed = parseSimulatedHelper(document);
+simulatedHelperConfiguration(const SimulatedMachine& machine, const std::string& path,
+                             std::ostream& diagnostics) {
+    SimulatedHelperParseResult parsed = parseSimulatedHelper(machine.otherSections());
     if (!parsed.error.empty()) {
         diagnostics << "windlark-mac: ignoring the simulated helper in " << path << ": "
                     << parsed.error << '\n';
@@ -64,8 +54,10 @@ std::shared_ptr<PrivilegedHelperClient>
 makeHelperClient(const HardwareEnvironment& hardware,
                  const std::optional<std::string>& simulatedMachinePath,
                  std::ostream& diagnostics) {
-    if (simulatedMachinePath && hardware.simulatedMachine) {
-        if (auto configuration = simulatedHelperConfiguration(*simulatedMachinePath, diagnostics)) {
+    if (hardware.simulatedMachine) {
+        const std::string path = simulatedMachinePath.value_or("the simulated machine");
+        if (auto configuration =
+                simulatedHelperConfiguration(*hardware.simulatedMachine, path, diagnostics)) {
             const SimulatedHelper helper(std::move(*configuration), hardware.simulatedMachine);
             return std::make_shared<BundledPrivilegedHelperClient>(helper.services());
         }

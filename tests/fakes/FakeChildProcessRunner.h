@@ -15,18 +15,21 @@ public:
     struct Call {
         std::string executablePath;
         std::vector<std::string> arguments;
+        TimeLimit timeLimit;
     };
 
     ChildProcessOutcome run(const std::string& executablePath,
-                            const std::vector<std::string>& arguments) override {
-        calls.push_back({executablePath, arguments});
+                            const std::vector<std::string>& arguments,
+                            TimeLimit timeLimit) override {
+        calls.push_back({executablePath, arguments, timeLimit});
         const auto found = outcomes.find(executablePath);
         if (found == outcomes.end()) {
             return {.launchError =
                         "could not start " + executablePath + ": No such file or directory",
                     .exitStatus = 0,
                     .standardOutput = {},
-                    .standardError = {}};
+                    .standardError = {},
+                    .isTimedOut = false};
         }
         return found->second;
     }

@@ -66,6 +66,7 @@ TEST(AdminHardwareProbe, RunBuildsTheElevatedCommand) {
               (std::vector<std::string>{
                   "-e", "do shell script \"'/Apps/O'\\\\''Neil \\\"X\\\".app/bin' --print-hardware "
                         "--smc-debug --smc-diagnose-fallback\" with administrator privileges"}));
+    EXPECT_EQ(runner.calls[0].timeLimit, std::nullopt) << "the user may take their time";
 
     // Where there is no osascript the probe fails and says why.
     FakeChildProcessRunner nothing;
@@ -88,12 +89,16 @@ TEST(AdminHardwareProbe, RunProcessOutcomes) {
         {{"could not start x: denied", 0, "", ""},
          AdminHardwareProbeResult::failure("could not start x: denied")},
         {{std::nullopt, 0, "bad \xff utf8", ""}, AdminHardwareProbeResult::success("")},
+        {{std::nullopt, 137, "fRMN", "", true},
+         AdminHardwareProbeResult::failure(
+             "/usr/libexec/smcDiagnose did not finish within 10 s and was stopped")},
     };
     for (const Case& c : cases) {
         FakeChildProcessRunner runner;
         runner.outcomes["/usr/libexec/smcDiagnose"] = c.outcome;
         EXPECT_EQ(AdminHardwareProbe::runSMCDiagnoseDirect(runner), c.expected);
         EXPECT_TRUE(runner.calls.at(0).arguments.empty());
+        EXPECT_EQ(runner.calls.at(0).timeLimit, std::chrono::seconds(10));
     }
 }
 

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -118,33 +119,81 @@ TEST(FileDefaultsStore, SavesSweepAwayOnlyAbandonedTemporaryFiles) {
     EXPECT_TRUE(fs::exists(unrelated));
 }
 
-TEST(FileDefaultsStore, DamagedFilesReadAsEmptyAndStayUntilTheNextWrite) {
+TEST(FileDefaultsStore, AFileThatCannotBeReadIsMovedAsideNeverOverwritten) {
     ScratchDirectory scratch;
     const fs::path file = scratch.path() / "defaults.json";
-    FileDefaultsStore store(file);
-    for (const std::string damaged :
-         {"{\"language\": \"en\"", "[1, 2]", R"({"language": 5, "profile": {"data": "AAA"}})",
-          R"({"profile": "AAAA"})", R"({"profile": {"data": "A=AA"}})"}) {
+    const fs::path aside = scratch.path() / "defaults.json.unreadable";
+    std::ostringstream diagnostics;
+    FileDefaultsStore store(file, diagnostics);
+    const std::string deep = "{\"x\": " + std::string(40, '[') + std::string(40, ']') + "}";
+    const std::string huge = "{\"language\": \"" + std::string(std::size_t{1} << 20, 'a') + "\"}";
+    for (const std::string& damaged : {std::string("{\"language\": \"en\""), std::string("[1, 2]"),
+                                       deep, huge, std::string("{\"language\": \"\xff\"}")}) {
         writeFile(file, damaged);
-        EXPECT_FALSE(store.string("language").has_value()) << damaged;
-        EXPECT_FALSE(store.data("profile").has_value()) << damaged;
+        EXPECT_FALSE(store.string("language").has_value()) << damaged.substr(0, 40);
         EXPECT_EQ(readFile(file), damaged) << "reading never rewrites the file";
+        store.setString("language", "es");
+        EXPECT_EQ(store.string("language"), "es");
+        EXPECT_EQ(readFile(aside), damaged);
+        fs::remove(aside);
     }
+    EXPECT_NE(diagnostics.str().find(file.string() + " cannot be read"), std::string::npos);
+    EXPECT_NE(diagnostics.str().find("moved to " + aside.string()), std::string::npos);
 
+    // A directory in the file's place goes aside too, and an earlier one is not replaced.
+    writeFile(aside, "kept");
+    fs::remove(file);
+    fs::create_directory(file);
+    store.setString("language", "ko");
+    EXPECT_EQ(store.string("language"), "ko");
+    EXPECT_EQ(readFile(aside), "kept");
+    EXPECT_TRUE(fs::is_directory(scratch.path() / "defaults.json.unreadable.1"));
+
+    // With nowhere to move it, nothing is saved and the file stays as it is.
+    for (int attempt = 2; attempt < 100; ++attempt) {
+        writeFile(scratch.path() / ("defaults.json.unreadable." + std::to_string(attempt)), "");
+    }
     writeFile(file, "{ torn");
-    store.setString("language", "es");
-    EXPECT_EQ(store.string("language"), "es");
-    EXPECT_EQ(readFile(file).find("torn"), std::string::npos);
+    diagnostics.str("");
+    store.setString("language", "ja");
+    EXPECT_EQ(readFile(file), "{ torn");
+    EXPECT_NE(diagnostics.str().find("settings not saved"), std::string::npos);
+
+    // Values of the wrong kind make a readable file: other keys survive the save.
+    writeFile(file, R"({"language": 5, "profile": {"data": "A=AA"}, "kept": [1]})");
+    EXPECT_FALSE(store.data("profile").has_value());
+    store.setString("language", "en");
+    EXPECT_EQ(readFile(file), "{\n  \"kept\": [1],\n  \"language\": \"en\",\n  \"profile\": "
+                              "{\"data\":\"A=AA\"}\n}\n")
+        << "one key per line, each value compact";
 }
 
-TEST(FileDefaultsStore, UnwritableLocationsForgetSilently) {
+TEST(FileDefaultsStore, ASymbolicLinkIsSavedThroughAndStaysALink) {
+    ScratchDirectory scratch;
+    const fs::path link = scratch.path() / "config" / "defaults.json";
+    const fs::path target = scratch.path() / "dotfiles" / "windlark.json";
+    fs::create_directories(link.parent_path());
+    fs::create_directories(target.parent_path());
+    fs::create_symlink("../dotfiles/windlark.json", link); // dangling until the first save
+    FileDefaultsStore store(link);
+    store.setString("language", "de");
+    store.setData("profile", {1, 2});
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(FileDefaultsStore(target).string("language"), "de");
+    EXPECT_EQ(store.data("profile"), (DefaultsData{1, 2}));
+}
+
+TEST(FileDefaultsStore, UnwritableLocationsLoseTheWriteAndSaySo) {
     ScratchDirectory scratch;
     // A regular file where the folder should be: neither the folder nor the file can be made.
     writeFile(scratch.path() / "blocked", "I am a file");
-    FileDefaultsStore blocked(scratch.path() / "blocked" / "windlark-mac" / "defaults.json");
+    std::ostringstream diagnostics;
+    FileDefaultsStore blocked(scratch.path() / "blocked" / "windlark-mac" / "defaults.json",
+                              diagnostics);
     blocked.setString("language", "en");
     EXPECT_FALSE(blocked.string("language").has_value());
     EXPECT_EQ(readFile(scratch.path() / "blocked"), "I am a file");
+    EXPECT_NE(diagnostics.str().find("cannot be written"), std::string::npos);
 }
 
 TEST(FileDefaultsStore, ARelativePathIsTakenFromTheWorkingFolder) {

@@ -1,35 +1,81 @@
 #include "platform/HardwarePlatform.h"
 
+#include "fakes/ScratchDirectory.h"
 #include "hardware/HardwareDiagnostics.h"
+#include "platform/HelperPlatform.h"
+#include "platform/posix/BoundedFile.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace windlark {
 namespace {
 
-TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
-    std::ostringstream diagnostics;
-    const auto simulated = HardwarePlatform::makeHardwareEnvironment(
-        std::string("examples/machines/mac-studio-two-fans.json"), diagnostics);
-    EXPECT_TRUE(diagnostics.str().empty());
-    ASSERT_TRUE(simulated.simulatedMachine);
-    const auto report = HardwareDiagnostics::printHardwareReport(simulated, {});
-    EXPECT_EQ(report.front(), "fanCount=2");
+namespace fs = std::filesystem;
 
-    const auto broken = std::filesystem::temp_directory_path() / "windlark-broken-machine.json";
+TEST(BoundedFile, ReadsOnlyRegularFilesUpToTheLimitAndSaysWhy) {
+    ScratchDirectory scratch;
+    const fs::path fifo = scratch.path() / "fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const fs::path exact = scratch.path() / "exact";
+    std::ofstream(exact) << "1234";
+    const fs::path over = scratch.path() / "over";
+    std::ofstream(over) << "12345";
+    const fs::path huge = scratch.path() / "huge";
+    std::ofstream(huge).close();
+    fs::resize_file(huge, 100'000'000); // sparse: a 100 MB file that costs no disk
+
+    const struct {
+        fs::path path;
+        std::size_t limit;
+        std::optional<std::string> contents;
+        std::string error;
+        bool isMissing;
+    } cases[] = {
+        {exact, 4, "1234", "", false},
+        {over, 4, std::nullopt, "is larger than 4 bytes", false},
+        {huge, kInputFileSizeLimit, std::nullopt, "is larger than 1048576 bytes", false},
+        // Neither of these may block: a FIFO without a writer, an endless device.
+        {fifo, 4, std::nullopt, "is a FIFO, not a regular file", false},
+        {"/dev/zero", 4, std::nullopt, "is a device, not a regular file", false},
+        {scratch.path(), 4, std::nullopt, "is a directory, not a regular file", false},
+        {scratch.path() / "missing", 4, std::nullopt, "No such file or directory", true},
+        {exact / "below-a-file", 4, std::nullopt, "Not a directory", true},
+    };
+    for (const auto& item : cases) {
+        const BoundedFileRead read = readBoundedFile(item.path, item.limit);
+        EXPECT_EQ(read.contents, item.contents) << item.path;
+        EXPECT_EQ(read.error, item.error) << item.path;
+        EXPECT_EQ(read.isMissing, item.isMissing) << item.path;
+    }
+}
+
+TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
+    ScratchDirectory scratch;
+    const fs::path machine = scratch.path() / "machine.json";
+    fs::copy_file("examples/machines/mac-mini-one-fan.json", machine);
+    std::ostringstream diagnostics;
+    const auto simulated = HardwarePlatform::makeHardwareEnvironment(machine.string(), diagnostics);
+    ASSERT_TRUE(simulated.simulatedMachine);
+    EXPECT_EQ(HardwareDiagnostics::printHardwareReport(simulated, {}).front(), "fanCount=1");
+    // The helper section comes from the same single read: the file is gone by now.
+    fs::remove(machine);
+    const auto helper = HelperPlatform::makeHelperClient(simulated, machine.string(), diagnostics);
+    EXPECT_TRUE(helper->readHealth().hasHeartbeat);
+    EXPECT_EQ(diagnostics.str(), "");
+
+    const fs::path broken = scratch.path() / "broken.json";
     std::ofstream(broken) << R"({"smc": {"FNum": 1}})";
-    for (const std::string& path : {broken.string(), std::string("/nonexistent/machine.json")}) {
+    for (const std::string& path : {broken.string(), std::string("/dev/zero")}) {
         std::ostringstream errors;
         const auto fallback = HardwarePlatform::makeHardwareEnvironment(path, errors);
         EXPECT_FALSE(fallback.simulatedMachine);
         EXPECT_TRUE(fallback.smcBus);
         EXPECT_NE(errors.str().find(path + ": "), std::string::npos) << errors.str();
     }
-    std::filesystem::remove(broken);
 }
 
 } // namespace

@@ -19,7 +19,13 @@ std::optional<std::string> readProcessEnvironment(const char* name) {
     return std::string(value);
 }
 
+// Nobody lists more languages than this; a longer LANGUAGE would only cost time.
+constexpr std::size_t kTagLimit = 64;
+
 void appendTag(std::vector<std::string>& tags, std::string_view localeName) {
+    if (tags.size() >= kTagLimit) {
+        return;
+    }
     auto tag = LocalePreferredLanguages::languageTag(localeName);
     if (tag && std::find(tags.begin(), tags.end(), *tag) == tags.end()) {
         tags.push_back(std::move(*tag));

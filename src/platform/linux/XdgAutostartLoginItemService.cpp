@@ -1,11 +1,10 @@
 #include "platform/linux/XdgAutostartLoginItemService.h"
 
+#include "platform/posix/BoundedFile.h"
 #include "support/Uuid.h"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -158,18 +157,13 @@ bool XdgAutostartLoginItemService::isHiddenEntry(std::string_view entry) {
 }
 
 int XdgAutostartLoginItemService::statusCode() const {
-    std::error_code error;
-    if (!std::filesystem::exists(desktopFile_, error)) {
+    const BoundedFileRead file = readBoundedFile(desktopFile_);
+    if (file.isMissing) {
         return kNotRegistered;
     }
-    std::ifstream stream(desktopFile_, std::ios::binary);
-    if (!stream) {
-        // It exists, so the session manager will try it; say so rather than guess.
-        return kEnabled;
-    }
-    std::ostringstream contents;
-    contents << stream.rdbuf();
-    return isHiddenEntry(contents.str()) ? kNotRegistered : kEnabled;
+    // Something is there that we cannot read (no permission, not a file, too large); the
+    // session manager will try it, so say so rather than guess.
+    return file.contents && isHiddenEntry(*file.contents) ? kNotRegistered : kEnabled;
 }
 
 std::optional<LoginItemError> XdgAutostartLoginItemService::registerApplication() {

@@ -1,5 +1,8 @@
 #include "platform/posix/FileDefaultsStore.h"
 
+#include "platform/posix/BoundedFile.h"
+#include "platform/posix/DefaultsDocument.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -8,8 +11,7 @@
 #include <cstdlib>
 #include <exception>
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <unistd.h>
@@ -23,110 +25,47 @@ namespace {
 using nlohmann::json;
 
 constexpr std::string_view kDataField = "data";
-constexpr char kBase64Alphabet[] =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-std::string base64Encode(const DefaultsData& bytes) {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    std::size_t i = 0;
-    for (; i + 2 < bytes.size(); i += 3) {
-        const std::uint32_t group =
-            (std::uint32_t{bytes[i]} << 16) | (std::uint32_t{bytes[i + 1]} << 8) | bytes[i + 2];
-        text.push_back(kBase64Alphabet[(group >> 18) & 0x3F]);
-        text.push_back(kBase64Alphabet[(group >> 12) & 0x3F]);
-        text.push_back(kBase64Alphabet[(group >> 6) & 0x3F]);
-        text.push_back(kBase64Alphabet[group & 0x3F]);
-    }
-    const std::size_t rest = bytes.size() - i;
-    if (rest > 0) {
-        std::uint32_t group = std::uint32_t{bytes[i]} << 16;
-        if (rest == 2) {
-            group |= std::uint32_t{bytes[i + 1]} << 8;
-        }
-        text.push_back(kBase64Alphabet[(group >> 18) & 0x3F]);
-        text.push_back(kBase64Alphabet[(group >> 12) & 0x3F]);
-        text.push_back(rest == 2 ? kBase64Alphabet[(group >> 6) & 0x3F] : '=');
-        text.push_back('=');
-    }
-    return text;
-}
+// What is at the file's place now.
+struct StoredDocument {
+    std::optional<json> document; // set when the file is missing (empty) or readable
+    std::string problem;          // why the existing file cannot be used
+};
 
-int base64Value(char c) {
-    if (c >= 'A' && c <= 'Z') {
-        return c - 'A';
-    }
-    if (c >= 'a' && c <= 'z') {
-        return c - 'a' + 26;
-    }
-    if (c >= '0' && c <= '9') {
-        return c - '0' + 52;
-    }
-    if (c == '+') {
-        return 62;
-    }
-    if (c == '/') {
-        return 63;
-    }
-    return -1;
-}
-
-// Strict: padded groups of four, padding only at the end. Anything else is a damaged
-// value, which reads as absent.
-std::optional<DefaultsData> base64Decode(std::string_view text) {
-    if (text.size() % 4 != 0) {
-        return std::nullopt;
-    }
-    DefaultsData bytes;
-    bytes.reserve(text.size() / 4 * 3);
-    for (std::size_t i = 0; i < text.size(); i += 4) {
-        const bool isLast = i + 4 == text.size();
-        std::size_t padding = 0;
-        if (isLast && text[i + 3] == '=') {
-            padding = text[i + 2] == '=' ? 2 : 1;
-        }
-        std::uint32_t group = 0;
-        for (std::size_t j = 0; j < 4; ++j) {
-            int value = 0;
-            if (j < 4 - padding) {
-                value = base64Value(text[i + j]);
-                if (value < 0) {
-                    return std::nullopt;
-                }
-            }
-            group = (group << 6) | static_cast<std::uint32_t>(value);
-        }
-        bytes.push_back(static_cast<std::uint8_t>(group >> 16));
-        if (padding < 2) {
-            bytes.push_back(static_cast<std::uint8_t>(group >> 8));
-        }
-        if (padding < 1) {
-            bytes.push_back(static_cast<std::uint8_t>(group));
-        }
-    }
-    return bytes;
-}
-
-// The file's top-level object; an empty object when the file is missing, unreadable or
-// not a JSON object.
-json readDocument(const std::filesystem::path& file) {
+StoredDocument readDocument(const std::filesystem::path& file) {
     if (file.empty()) {
-        return json::object();
+        return {json::object(), {}};
     }
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        return json::object();
+    const BoundedFileRead read = readBoundedFile(file);
+    if (read.isMissing) {
+        return {json::object(), {}};
     }
-    const std::string text((std::istreambuf_iterator<char>(stream)),
-                           std::istreambuf_iterator<char>());
-    if (stream.bad()) {
-        return json::object();
+    if (!read.contents) {
+        return {std::nullopt, read.error};
     }
-    json document = json::parse(text, nullptr, false);
-    if (document.is_discarded() || !document.is_object()) {
-        return json::object();
+    std::optional<json> document = DefaultsDocument::parse(*read.contents);
+    if (!document) {
+        return {std::nullopt, "it does not hold a settings object"};
     }
-    return document;
+    return {std::move(document), {}};
+}
+
+// The file that a save replaces: a symbolic link's final target, so that the link stays
+// a link (users keep their settings in a dotfiles repository this way).
+std::filesystem::path replacedFile(const std::filesystem::path& file) {
+    std::filesystem::path path = file;
+    for (int hop = 0; hop < 40; ++hop) {
+        std::error_code error;
+        if (!std::filesystem::is_symlink(path, error)) {
+            return path;
+        }
+        const std::filesystem::path target = std::filesystem::read_symlink(path, error);
+        if (error) {
+            return path;
+        }
+        path = target.is_absolute() ? target : path.parent_path() / target;
+    }
+    return path;
 }
 
 bool writeAll(int descriptor, std::string_view text) {
@@ -207,28 +146,63 @@ bool replaceFileAtomically(const std::filesystem::path& file, std::string_view c
     return true;
 }
 
-// Reads the file, lets `change` edit its object and writes the result back.
-template <typename Change>
-void updateDocument(const std::filesystem::path& file, Change&& change) {
-    if (file.empty()) {
-        return;
+// Moves a file we cannot read out of the way of the next save, under a name that is not
+// taken yet, so that no byte the user had is lost. Empty when it could not be moved.
+std::filesystem::path moveAside(const std::filesystem::path& file) {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::filesystem::path aside = file;
+        aside +=
+            attempt == 0 ? std::string(".unreadable") : ".unreadable." + std::to_string(attempt);
+        std::error_code error;
+        if (std::filesystem::exists(std::filesystem::symlink_status(aside, error))) {
+            continue;
+        }
+        if (::rename(file.c_str(), aside.c_str()) == 0) {
+            return aside;
+        }
+        return {};
     }
-    try {
-        json document = readDocument(file);
-        std::forward<Change>(change)(document);
-        // Strict: text that is not UTF-8 cannot go into JSON; the write is skipped.
-        const std::string contents =
-            document.dump(2, ' ', false, json::error_handler_t::strict) + "\n";
-        (void)replaceFileAtomically(file, contents);
-    } catch (const std::exception&) {
-        // Writes are best effort by contract; the previous file stays in place.
-    }
+    return {};
 }
 
 } // namespace
 
+void FileDefaultsStore::update(const std::function<void(json&)>& change) {
+    if (file_.empty()) {
+        return;
+    }
+    const std::filesystem::path target = replacedFile(file_);
+    StoredDocument stored = readDocument(target);
+    if (!stored.document) {
+        const std::filesystem::path aside = moveAside(target);
+        if (aside.empty()) {
+            *diagnostics_ << "windlark-mac: settings not saved: " << target.string()
+                          << " cannot be read (" << stored.problem
+                          << ") and cannot be moved aside\n";
+            return;
+        }
+        *diagnostics_ << "windlark-mac: " << target.string() << " cannot be read ("
+                      << stored.problem << "); it was moved to " << aside.string()
+                      << " and new settings are saved in its place\n";
+        stored.document = json::object();
+    }
+    try {
+        change(*stored.document);
+        if (!replaceFileAtomically(target, DefaultsDocument::text(*stored.document))) {
+            *diagnostics_ << "windlark-mac: settings not saved: " << target.string()
+                          << " cannot be written\n";
+        }
+    } catch (const json::exception& error) {
+        *diagnostics_ << "windlark-mac: settings not saved: " << error.what() << '\n';
+    }
+}
+
 FileDefaultsStore::FileDefaultsStore(std::filesystem::path file)
-    : file_(std::move(file)) {}
+    : FileDefaultsStore(std::move(file), std::cerr) {}
+
+FileDefaultsStore::FileDefaultsStore(std::filesystem::path file, std::ostream& diagnostics)
+    : file_(std::move(file))
+    , diagnostics_(&diagnostics) {}
 
 std::filesystem::path FileDefaultsStore::standardPath(std::string_view xdgConfigHome,
                                                       std::string_view home) {
@@ -245,32 +219,38 @@ std::filesystem::path FileDefaultsStore::standardPath(std::string_view xdgConfig
 
 std::optional<DefaultsData> FileDefaultsStore::data(std::string_view key) const {
     try {
-        const json document = readDocument(file_);
-        const auto found = document.find(key);
-        if (found == document.end() || !found->is_object()) {
+        const std::optional<json> document = readDocument(file_).document;
+        if (!document) {
+            return std::nullopt;
+        }
+        const auto found = document->find(key);
+        if (found == document->end() || !found->is_object()) {
             return std::nullopt;
         }
         const auto encoded = found->find(kDataField);
         if (encoded == found->end() || !encoded->is_string()) {
             return std::nullopt;
         }
-        return base64Decode(encoded->get_ref<const std::string&>());
+        return DefaultsDocument::base64Decode(encoded->get_ref<const std::string&>());
     } catch (const std::exception&) {
         return std::nullopt;
     }
 }
 
 void FileDefaultsStore::setData(std::string_view key, const DefaultsData& value) {
-    updateDocument(file_, [&](json& document) {
-        document[std::string(key)] = json{{kDataField, base64Encode(value)}};
+    update([&](json& document) {
+        document[std::string(key)] = json{{kDataField, DefaultsDocument::base64Encode(value)}};
     });
 }
 
 std::optional<std::string> FileDefaultsStore::string(std::string_view key) const {
     try {
-        const json document = readDocument(file_);
-        const auto found = document.find(key);
-        if (found == document.end() || !found->is_string()) {
+        const std::optional<json> document = readDocument(file_).document;
+        if (!document) {
+            return std::nullopt;
+        }
+        const auto found = document->find(key);
+        if (found == document->end() || !found->is_string()) {
             return std::nullopt;
         }
         return found->get<std::string>();
@@ -280,7 +260,7 @@ std::optional<std::string> FileDefaultsStore::string(std::string_view key) const
 }
 
 void FileDefaultsStore::setString(std::string_view key, std::string_view value) {
-    updateDocument(file_, [&](json& document) { document[std::string(key)] = std::string(value); });
+    update([&](json& document) { document[std::string(key)] = std::string(value); });
 }
 
 } // namespace windlark
