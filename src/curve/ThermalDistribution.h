@@ -33,4 +33,20 @@ struct ThermalDistribution {
     bool operator==(const ThermalDistribution&) const = default;
 };
 
+// Builds the histogram of `ThermalDistribution::make` from temperatures handed over in
+// pieces, for histories that keep their temperatures apart from the rest of a sample.
+class ThermalDistributionCounter {
+public:
+    ThermalDistributionCounter(const WindlarkAxis& axis, int binCount);
+
+    void add(std::span<const double> temperatures);
+    [[nodiscard]] ThermalDistribution finish() &&;
+
+private:
+    WindlarkAxis axis_;
+    double width_ = 1.0;
+    double lastIndex_ = 0.0;
+    ThermalDistribution distribution_;
+};
+
 } // namespace windlark
