@@ -1,5 +1,6 @@
 # Thin wrapper over the CMake presets, so a fresh machine needs one command.
-#   make run        installs what is missing, builds and starts the program
+#   make run        installs what is missing, builds and starts the program (on Linux on a
+#                   simulated Mac)
 #   make test       installs what is missing, builds and runs every test
 #   make test-asan  the tests again under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make test-tsan  the threaded tests under ThreadSanitizer
@@ -35,8 +36,20 @@ configure: deps
 build: configure
 	@cmake --build --preset default
 
+# On Linux there is no Mac to read, so a plain `make run` starts on the bundled one-fan
+# simulated Mac with its simulated helper; "--simulated-machine FILE" in ARGS, or
+# WINDLARK_SIMULATED_MACHINE, picks another.
+SIMULATED_MACHINE ?= examples/machines/mac-mini-one-fan.json
+
 run: build
-	@./build/default/windlark-mac $(ARGS)
+	@if [ "$$(uname)" = Darwin ]; then \
+	    exec "./build/default/Windlark Mac.app/Contents/MacOS/Windlark Mac" $(ARGS); \
+	elif [ -z "$$WINDLARK_SIMULATED_MACHINE" ] && \
+	     ! printf ' %s ' "$(ARGS)" | grep -q -- ' --simulated-machine '; then \
+	    exec ./build/default/windlark-mac --simulated-machine $(SIMULATED_MACHINE) $(ARGS); \
+	else \
+	    exec ./build/default/windlark-mac $(ARGS); \
+	fi
 
 test: build
 	@ctest --preset default
