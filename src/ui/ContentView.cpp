@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace windlark {
@@ -57,15 +58,16 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     toolbar->addWidget(presetsLabel_);
     for (const CurvePreset preset : allCases<CurvePreset>) {
         // Preset names are names, shown as they are in every language.
-        auto* button = new QPushButton(qtext(rawValue(preset)), this);
-        connect(button, &QPushButton::clicked, this, [this, preset] { store_.setPreset(preset); });
+        auto* button = new QToolButton(this);
+        button->setText(qtext(rawValue(preset)));
+        connect(button, &QToolButton::clicked, this, [this, preset] { store_.setPreset(preset); });
         toolbar->addWidget(button);
     }
-    toolbar->addSpacing(18);
+    toolbar->addSpacing(14);
     toolbar->addWidget(windowLabel_);
     windowGroup_->setExclusive(true);
     for (std::size_t i = 0; i < windowButtons_.size(); ++i) {
-        auto* button = new QPushButton(this);
+        auto* button = new QToolButton(this);
         button->setCheckable(true);
         windowGroup_->addButton(button, static_cast<int>(i));
         toolbar->addWidget(button);
@@ -80,8 +82,13 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     connect(addPointButton_, &QPushButton::clicked, this, [this] { store_.addPoint(); });
     connect(removePointButton_, &QPushButton::clicked, this, [this] { store_.removePoint(); });
 
+    // The sidebar runs the full height beside the header, the graph and the axes.
     auto* editor = new QVBoxLayout;
-    editor->setSpacing(10);
+    editor->setSpacing(8);
+    editor->addWidget(title_);
+    editor->addWidget(subtitle_);
+    editor->addWidget(simulatedNote_);
+    editor->addSpacing(2);
     editor->addLayout(toolbar);
     editor->addWidget(graph_, 1);
     editor->addWidget(axisSettings_);
@@ -109,9 +116,6 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(18, 14, 18, 8);
     layout->setSpacing(8);
-    layout->addWidget(title_);
-    layout->addWidget(subtitle_);
-    layout->addWidget(simulatedNote_);
     layout->addLayout(body, 1);
     layout->addWidget(separator);
     layout->addWidget(statusLine_);

@@ -9,6 +9,7 @@
 class QButtonGroup;
 class QLabel;
 class QPushButton;
+class QToolButton;
 
 namespace windlark {
 
@@ -43,7 +44,7 @@ private:
     QLabel* presetsLabel_;
     QLabel* windowLabel_;
     QButtonGroup* windowGroup_;
-    std::array<QPushButton*, 4> windowButtons_{};
+    std::array<QToolButton*, 4> windowButtons_{};
     QPushButton* addPointButton_;
     QPushButton* removePointButton_;
     CurveGraphView* graph_;

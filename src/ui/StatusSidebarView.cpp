@@ -67,7 +67,7 @@ void setTextIfChanged(QLabel* label, const QString& text) {
 QLabel* StatusSidebarView::addSectionTitle(QVBoxLayout* layout) {
     auto* title = new QLabel(this);
     EditorStyle::makeTitle(title);
-    layout->addSpacing(6);
+    layout->addSpacing(3);
     layout->addWidget(title);
     return title;
 }
@@ -99,10 +99,9 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     EditorStyle::makeCard(this);
     setAttribute(Qt::WA_StyledBackground);
     auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(16, 10, 16, 14);
-    layout->setSpacing(6);
+    layout->setContentsMargins(16, 12, 16, 10);
+    layout->setSpacing(3);
 
-    readingsTitle_ = addSectionTitle(layout);
     temperature_ = addReading(layout);
     fan_ = addReading(layout);
     curveTarget_ = addReading(layout);
@@ -121,9 +120,13 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
             store_.setCurveEnabled(isOn);
         }
     });
-    resetButton_ = addButton(layout);
+    auto* controlRow = new QHBoxLayout;
+    resetButton_ = new QPushButton(this);
+    testButton_ = new QPushButton(this);
+    controlRow->addWidget(resetButton_);
+    controlRow->addWidget(testButton_);
+    layout->addLayout(controlRow);
     connect(resetButton_, &QPushButton::clicked, this, [this] { store_.resetToSystem(); });
-    testButton_ = addButton(layout);
     connect(testButton_, &QPushButton::clicked, this, [this] { store_.applyCurveTargetLease(); });
 
     hardwareTitle_ = addSectionTitle(layout);
@@ -151,7 +154,7 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     EditorStyle::makeSecondary(planDetail_);
     layout->addWidget(planDetail_);
     requirementsLayout_ = new QVBoxLayout;
-    requirementsLayout_->setSpacing(3);
+    requirementsLayout_->setSpacing(0);
     layout->addLayout(requirementsLayout_);
     requirementsButton_ = addButton(layout);
     connect(requirementsButton_, &QPushButton::clicked, this,
@@ -201,7 +204,7 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     EditorStyle::makeSecondary(updateStatus_);
     layout->addWidget(updateStatus_);
 
-    layout->addSpacing(8);
+    layout->addSpacing(4);
     safetyNote_ = new QLabel(this);
     EditorStyle::makeSecondary(safetyNote_);
     layout->addWidget(safetyNote_);
@@ -217,7 +220,6 @@ void StatusSidebarView::refresh() {
     const auto text = [this](L10nKey key) { return qtext(store_, key); };
     const ThermalSnapshot& snapshot = store_.snapshot();
 
-    readingsTitle_->setText(text(L10nKey::windlarkMac));
     setTextIfChanged(temperature_.title, qtext(store_.temperatureReadingTitle()));
     setTextIfChanged(temperature_.value, qtext(Formatters::temperature(snapshot.temperatureC)));
     setTextIfChanged(fan_.title, qtext(store_.fanReadingTitle()));
@@ -267,6 +269,9 @@ void StatusSidebarView::refresh() {
         Requirement requirement{new QLabel(this), new QLabel(this)};
         requirement.mark->setFixedSize(14, 14);
         requirement.title->setWordWrap(true);
+        QFont small = requirement.title->font();
+        small.setPointSizeF(small.pointSizeF() * 0.9);
+        requirement.title->setFont(small);
         row->addWidget(requirement.mark, 0, Qt::AlignTop);
         row->addWidget(requirement.title, 1);
         requirementsLayout_->addLayout(row);

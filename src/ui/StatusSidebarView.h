@@ -44,7 +44,6 @@ private:
     WindlarkStore& store_;
     CancellationHandle subscription_;
 
-    QLabel* readingsTitle_;
     Reading temperature_;
     Reading fan_;
     Reading curveTarget_;
