@@ -100,9 +100,12 @@ enum class L10nKey {
     systemModeDescription,
     curveModeDescription,
     safetyModeDescription,
+    // Texts of the curve editor window.
+    crowdedPoint,
+    simulatedMachine,
 };
 
-inline constexpr std::size_t kL10nKeyCount = 90;
+inline constexpr std::size_t kL10nKeyCount = 92;
 
 template <>
 inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
@@ -196,6 +199,8 @@ inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
     L10nKey::systemModeDescription,
     L10nKey::curveModeDescription,
     L10nKey::safetyModeDescription,
+    L10nKey::crowdedPoint,
+    L10nKey::simulatedMachine,
 };
 
 [[nodiscard]] std::string_view rawValue(L10nKey key);
