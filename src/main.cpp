@@ -1,6 +1,9 @@
+#include "curve/WindlarkPreferences.h"
 #include "platform/BuildVersion.h"
+#include "platform/DefaultsStoreFactory.h"
 #include "platform/HardwarePlatform.h"
 #include "platform/HelperPlatform.h"
+#include "platform/PreferredLanguagesFactory.h"
 #include "shell/CommandLine.h"
 
 #include <iostream>
@@ -15,7 +18,16 @@ int main(int argc, char** argv) {
     }
 
     CommandLine::Services services;
-    services.hardware = HardwarePlatform::makeHardwareEnvironment(std::cerr);
+    // "--simulated-machine FILE" wins over the environment variable.
+    const auto simulatedMachine = CommandLine::simulatedMachineArgument(arguments);
+    services.hardware = simulatedMachine
+                            ? HardwarePlatform::makeHardwareEnvironment(simulatedMachine, std::cerr)
+                            : HardwarePlatform::makeHardwareEnvironment(std::cerr);
+    if (services.hardware.hwmon) {
+        const WindlarkPreferences preferences(makeStandardDefaultsStore(),
+                                              makePreferredLanguagesSource());
+        services.hardware.temperatureSensorChoice = preferences.loadTemperatureSensor();
+    }
     services.helperCommands = HelperPlatform::makeHelperCommandRunner(services.hardware, std::cerr);
 
     // Diagnostic commands print their report and exit before any interface exists, so

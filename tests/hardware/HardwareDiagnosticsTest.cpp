@@ -27,7 +27,9 @@ struct Rig {
                 registry,
                 runner,
                 std::make_shared<ManualClock>(),
-                nullptr};
+                nullptr,
+                nullptr,
+                std::nullopt};
     }
 };
 
