@@ -76,20 +76,25 @@ std::optional<std::string> resolvedPath(const std::string& path) {
     return std::string(buffer.data());
 }
 
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+bool isHwmonDirectoryName(std::string_view name) {
+    constexpr std::string_view prefix = "hwmon";
+    return name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix &&
+           name.find_first_not_of("0123456789", prefix.size()) == std::string_view::npos;
 }
 
 // The device a chip belongs to, by its resolved path: the same across boots, unlike the
 // hwmonN directory. Chips without a device (registered as virtual) are named by the folder
 // of virtual devices; same-named ones are told apart afterwards.
 std::string devicePath(const std::string& chipPath) {
-    // Some drivers keep their attributes on the device, and libsensors then hands out the
-    // device link itself.
-    if (endsWith(chipPath, "/device")) {
-        if (auto device = resolvedPath(chipPath)) {
-            return *device;
-        }
+    const auto resolved = resolvedPath(chipPath);
+    if (!resolved) {
+        return "/sys/devices/virtual";
+    }
+    // Some drivers keep their attributes on the device itself; libsensors then hands out
+    // the device's own folder.
+    const std::string_view last = std::string_view(*resolved).substr(resolved->rfind('/') + 1);
+    if (!isHwmonDirectoryName(last)) {
+        return *resolved;
     }
     if (auto device = resolvedPath(chipPath + "/device")) {
         return *device;
@@ -104,9 +109,13 @@ std::string trimmed(std::string text) {
     return text;
 }
 
+// Some drivers pad their labels ("Left side  "); the padding is not part of the name.
 std::string labelOf(const sensors_chip_name* chip, const sensors_feature* feature) {
     std::unique_ptr<char, decltype(&std::free)> label(sensors_get_label(chip, feature), &std::free);
-    return label ? std::string(label.get()) : std::string(feature->name);
+    std::string text = trimmed(label ? std::string(label.get()) : std::string());
+    const auto start = text.find_first_not_of(" \t");
+    text.erase(0, start == std::string::npos ? text.size() : start);
+    return text.empty() ? std::string(feature->name) : text;
 }
 
 struct Closer {
@@ -146,7 +155,9 @@ bool LibsensorsHwmonBus::initialise() {
         } else {
             result = sensors_init(nullptr);
         }
-        if (result == 0) {
+        // libsensors skips the lines it cannot parse and goes on; a file it half
+        // understood may ignore or rename the wrong channels, so any error refuses it.
+        if (result == 0 && firstParseError().empty()) {
             return true;
         }
         isConfigRefused_ = true;
@@ -155,6 +166,7 @@ bool LibsensorsHwmonBus::initialise() {
                      << (firstParseError().empty() ? sensors_strerror(result) : firstParseError())
                      << '\n';
         sensors_cleanup();
+        firstParseError().clear();
     }
     // An empty configuration: the chips and their drivers' own labels.
     static char empty[] = "\n";
