@@ -36,17 +36,12 @@ configure: deps
 build: configure
 	@cmake --build --preset default
 
-# On Linux there is no Mac to read, so a plain `make run` starts on the bundled one-fan
-# simulated Mac with its simulated helper; "--simulated-machine FILE" in ARGS, or
-# WINDLARK_SIMULATED_MACHINE, picks another.
-SIMULATED_MACHINE ?= examples/machines/mac-mini-one-fan.json
-
+# On a Mac the bundle starts. On Linux the program reads this computer's own sensors when it
+# has any, and otherwise starts on the bundled one-fan simulated Mac with its simulated
+# helper; "--simulated-machine FILE" in ARGS, or WINDLARK_SIMULATED_MACHINE, picks a machine.
 run: build
 	@if [ "$$(uname)" = Darwin ]; then \
 	    exec "./build/default/Windlark Mac.app/Contents/MacOS/Windlark Mac" $(ARGS); \
-	elif [ -z "$$WINDLARK_SIMULATED_MACHINE" ] && \
-	     ! printf ' %s ' "$(ARGS)" | grep -q -- ' --simulated-machine '; then \
-	    exec ./build/default/windlark-mac --simulated-machine $(SIMULATED_MACHINE) $(ARGS); \
 	else \
 	    exec ./build/default/windlark-mac $(ARGS); \
 	fi

@@ -1,3 +1,4 @@
+#include "curve/WindlarkPreferences.h"
 #include "hardware/AdminHardwareProbe.h"
 #include "hardware/HardwareDiagnostics.h"
 #include "helper/SimulatedHelper.h"
@@ -71,6 +72,28 @@ void exitOnFatalPlatformMessage(QtMsgType type, const QMessageLogContext&, const
     std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
 }
 
+constexpr bool isMac() {
+#if defined(__APPLE__)
+    return true;
+#else
+    return false;
+#endif
+}
+
+// The one-fan Mac mini with its helper, installed beside the program or, in a build tree,
+// in the sources.
+std::optional<std::string> bundledSimulatedMachine() {
+#if defined(WINDLARK_INSTALLED_MACHINES_DIR) && defined(WINDLARK_SOURCE_MACHINES_DIR)
+    for (const char* folder : {WINDLARK_INSTALLED_MACHINES_DIR, WINDLARK_SOURCE_MACHINES_DIR}) {
+        std::string path = std::string(folder) + "/mac-mini-one-fan.json";
+        if (readBoundedFile(path).contents) {
+            return path;
+        }
+    }
+#endif
+    return std::nullopt;
+}
+
 bool hasDisplay() {
 #if defined(__APPLE__)
     return true;
@@ -114,14 +137,26 @@ int runApplication(int argc, char** argv, const std::optional<std::string>& mach
         return 0;
     }
 
-    HardwareEnvironment hardware =
-        HardwarePlatform::makeHardwareEnvironment(machinePath, std::cerr);
+    HardwareEnvironment hardware = HardwarePlatform::makeHardwareEnvironment(machinePath, std::cerr);
+    std::optional<std::string> runningMachine = machinePath;
+    if (!machinePath && !hardware.hwmon && !isMac()) {
+        // Nothing to read on this computer: the bundled simulated Mac, so that a first start
+        // shows a live fan and a filling history rather than nothing at all.
+        if (auto bundled = bundledSimulatedMachine()) {
+            hardware = HardwarePlatform::makeHardwareEnvironment(bundled, std::cerr);
+            runningMachine = std::move(bundled);
+        }
+    }
     const ProcessEnvironment environment = ShellPlatform::currentEnvironment();
     auto mainLoop = std::make_shared<QtMainLoop>();
     auto files = ShellPlatform::makeInstallFileOperations();
     auto workspace = ShellPlatform::makeInstallWorkspace();
     const std::shared_ptr<const PreferredLanguagesSource> languages =
         makePreferredLanguagesSource();
+    auto preferences = std::make_shared<WindlarkPreferences>(makeStandardDefaultsStore(), languages);
+    if (hardware.hwmon) {
+        hardware.temperatureSensorChoice = preferences->loadTemperatureSensor();
+    }
     const std::string bundlePath = ShellPlatform::currentBundlePath();
     const auto bundleInfo = ShellPlatform::makeApplicationBundleInfo();
 
@@ -136,12 +171,11 @@ int runApplication(int argc, char** argv, const std::optional<std::string>& mach
         return installGuard.shouldHandleLaunch(environment);
     };
     services.handleInstallLocation = [&] { installGuard.showMovePrompt(); };
-    services.preferences =
-        std::make_shared<WindlarkPreferences>(makeStandardDefaultsStore(), languages);
+    services.preferences = preferences;
 
     WindlarkStoreServices& store = services.store;
-    store.controller = HardwareDiagnostics::makeSMCFanHardwareController(hardware);
-    store.helperClient = HelperPlatform::makeHelperClient(hardware, machinePath, std::cerr);
+    store.controller = HardwareDiagnostics::makeFanHardwareController(hardware);
+    store.helperClient = HelperPlatform::makeHelperClient(hardware, runningMachine, std::cerr);
     store.loginItemController =
         std::make_shared<SystemLoginItemController>(ShellPlatform::makeLoginItemService());
     store.updateChecker = std::make_shared<AppUpdateChecker>(
@@ -186,6 +220,11 @@ int main(int argc, char** argv) {
     if (const auto command = CommandLine::diagnosticCommand(arguments)) {
         CommandLine::Services services;
         services.hardware = HardwarePlatform::makeHardwareEnvironment(machinePath, std::cerr);
+        if (services.hardware.hwmon) {
+            const WindlarkPreferences preferences(makeStandardDefaultsStore(),
+                                                  makePreferredLanguagesSource());
+            services.hardware.temperatureSensorChoice = preferences.loadTemperatureSensor();
+        }
         services.helperCommands =
             HelperPlatform::makeHelperCommandRunner(services.hardware, std::cerr);
         return CommandLine::run(*command, arguments, services, std::cout);

@@ -270,5 +270,17 @@ TEST_F(WindlarkPreferencesTest, LanguageFallsBackToThePreferredOne) {
     EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "data is not a string";
 }
 
+TEST_F(WindlarkPreferencesTest, TemperatureSensorIsSavedByIdAndNoneMeansTheDefault) {
+    constexpr std::string_view key = "WindlarkMac.temperatureSensor.v1";
+    const std::string id = "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp1";
+    EXPECT_EQ(preferences.loadTemperatureSensor(), std::nullopt);
+    preferences.saveTemperatureSensor(id);
+    EXPECT_EQ(defaults->string(key), id);
+    EXPECT_EQ(preferences.loadTemperatureSensor(), id);
+    preferences.saveTemperatureSensor(std::nullopt);
+    EXPECT_EQ(preferences.loadTemperatureSensor(), std::nullopt);
+    EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "a key of its own";
+}
+
 } // namespace
 } // namespace windlark
