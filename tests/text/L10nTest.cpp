@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace windlark {
@@ -83,26 +82,6 @@ TEST(L10n, SubstitutionEdgeCases) {
     }
     EXPECT_EQ(L10n::format(L10nKey::updateAvailable, AppLanguage::english, {"1.3", "1.2"}),
               "Update available: 1.3 (current 1.2).");
-}
-
-TEST(L10n, FirstUseFromManyThreadsSeesOneCompleteTable) {
-    // Only meaningful as the first use in the process, which it is when run on its own
-    // (ctest runs every test in a fresh process); under ThreadSanitizer it checks the
-    // one-time construction.
-    std::vector<std::thread> threads;
-    std::vector<const TranslationTable*> seen(4, nullptr);
-    for (std::size_t index = 0; index < seen.size(); ++index) {
-        threads.emplace_back([&seen, index] {
-            seen[index] = &TranslationTable::builtIn();
-            EXPECT_EQ(L10n::text(L10nKey::save, AppLanguage::spanish), "Guardar");
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (const TranslationTable* table : seen) {
-        EXPECT_EQ(table, &TranslationTable::builtIn());
-    }
 }
 
 } // namespace
