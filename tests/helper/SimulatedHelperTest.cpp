@@ -93,6 +93,20 @@ TEST(SimulatedHelper, ParsesTheMachineFileSection) {
     }
 }
 
+TEST(SimulatedHelper, HealthyHelperMakesTheMachineWriteCapable) {
+    Rig rig;
+    BundledPrivilegedHelperClient client = rig.client();
+    const PrivilegedHelperHealth health = client.readHealth();
+    EXPECT_EQ(health.xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::activationAllowed);
+    const auto capabilities = FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "sim");
+    const auto plan = FanWriteSafetyPlan::evaluate(
+        capabilities, true, health.isSignatureValid, health.hasBlessMetadata,
+        health.isPrivilegedInstallVerified, health.hasTrustedProvenance, health.hasHeartbeat,
+        health.fanWritesEnabled, health.resetCommandAccepted);
+    EXPECT_EQ(plan.status, FanWriteSafetyStatus::writeCapable);
+}
+
 TEST(SimulatedHelper, LeaseMovesTheFanAndLapses) {
     Rig rig;
     BundledPrivilegedHelperClient client = rig.client();
@@ -174,55 +188,35 @@ TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
     EXPECT_EQ(*refused.dictionary->string("error"), "lease refused");
 }
 
-TEST(SimulatedHelper, ConfigurationDecidesWhatTheClientTrusts) {
-    using State = PrivilegedHelperXPCActivationState;
-    struct Case {
-        const char* name;
-        void (*configure)(SimulatedHelperConfiguration&);
-        State state;
-        bool isHeartbeat;
-        bool isResetAccepted; // the reset is only tried on a heartbeat
-    };
-    const Case cases[] = {
-        {"healthy", [](SimulatedHelperConfiguration&) {}, State::activationAllowed, true, true},
-        {"hangs", [](SimulatedHelperConfiguration& c) { c.hangs = true; }, State::activationAllowed,
-         false, false},
-        {"no heartbeat", [](SimulatedHelperConfiguration& c) { c.hasHeartbeat = false; },
-         State::activationAllowed, false, false},
-        {"foreign team", [](SimulatedHelperConfiguration& c) { c.teamIdentifier = "OTHERTEAM"; },
-         State::provenanceRequired, false, false},
-        {"not installed", [](SimulatedHelperConfiguration& c) { c.isInstalled = false; },
-         State::installRequired, false, false},
-    };
+TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
     Rig rig;
-    for (const Case& item : cases) {
-        SimulatedHelperConfiguration configuration = Rig::quick();
-        item.configure(configuration);
-        const PrivilegedHelperHealth health = rig.client(configuration).readHealth();
-        EXPECT_EQ(health.xpcActivationPolicy().state, item.state) << item.name;
-        EXPECT_EQ(health.hasHeartbeat, item.isHeartbeat) << item.name;
-        EXPECT_EQ(health.resetCommandAccepted, item.isResetAccepted) << item.name;
-    }
-
-    // A healthy helper makes the simulated machine write capable.
-    const PrivilegedHelperHealth health = rig.client().readHealth();
-    EXPECT_EQ(FanWriteSafetyPlan::evaluate(
-                  FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "sim"), true,
-                  health.isSignatureValid, health.hasBlessMetadata,
-                  health.isPrivilegedInstallVerified, health.hasTrustedProvenance,
-                  health.hasHeartbeat, health.fanWritesEnabled, health.resetCommandAccepted)
-                  .status,
-              FanWriteSafetyStatus::writeCapable);
-
     SimulatedHelperConfiguration hanging = Rig::quick();
     hanging.hangs = true;
-    EXPECT_EQ(rig.client(hanging).holdManualTargetLease(2400, 5).message,
+    BundledPrivilegedHelperClient client = rig.client(hanging);
+    EXPECT_FALSE(client.readHealth().hasHeartbeat);
+    EXPECT_EQ(client.holdManualTargetLease(2400, 5).message,
               "Timed out waiting for helper fan lease.");
-    EXPECT_EQ(rig.client(hanging).resetToSystem().message, "Timed out waiting for helper reset.");
+    EXPECT_EQ(client.resetToSystem().message, "Timed out waiting for helper reset.");
 
+    SimulatedHelperConfiguration silent = Rig::quick();
+    silent.hasHeartbeat = false;
+    const PrivilegedHelperHealth health = rig.client(silent).readHealth();
+    EXPECT_FALSE(health.hasHeartbeat);
+    EXPECT_FALSE(health.resetCommandAccepted); // the reset is only tried on a heartbeat
+
+    SimulatedHelperConfiguration foreign = Rig::quick();
+    foreign.teamIdentifier = "OTHERTEAM";
+    EXPECT_EQ(rig.client(foreign).readHealth().xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::provenanceRequired);
+}
+
+TEST(SimulatedHelper, InstallingMakesTheInstallVerified) {
+    Rig rig;
     SimulatedHelperConfiguration fresh = Rig::quick();
     fresh.isInstalled = false;
     BundledPrivilegedHelperClient client = rig.client(fresh);
+    EXPECT_EQ(client.readHealth().xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::installRequired);
     EXPECT_EQ(client.installPrivilegedHelper(),
               (PrivilegedHelperActionResult{true, "Privileged helper installed.", std::nullopt}));
     EXPECT_TRUE(client.readHealth().isPrivilegedInstallVerified);

@@ -67,6 +67,7 @@ TEST(PropertyList, JsonRoundTripKeepsIntegerDoubleBooleanAndStringApart) {
     const PropertyDictionary original{
         {"accepted", true},
         {"fanIndex", 0},
+        {"offset", -3}, // JSON keeps negative integers apart from unsigned ones
         {"targetRPM", 2400.0},
         {"reason", "app-curve-renewal"},
         {"nested", PropertyDictionary{{"list", PropertyArray{1, 2.5, false}}}}};
