@@ -8,6 +8,7 @@ namespace {
 
 TEST(Uuid, RandomIdentifiersAreVersion4UpperCaseAndDistinct) {
     std::set<std::string> seen;
+    std::set<char> afterVersion; // the fixed bits must leave the rest of their byte random
     for (int i = 0; i < 1000; ++i) {
         const std::string text = Uuid::random().string();
         ASSERT_EQ(text.size(), 36U);
@@ -15,7 +16,9 @@ TEST(Uuid, RandomIdentifiersAreVersion4UpperCaseAndDistinct) {
         EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
         EXPECT_EQ(text.find_first_of("abcdef"), std::string::npos) << text;
         EXPECT_TRUE(seen.insert(text).second) << "duplicate " << text;
+        afterVersion.insert(text[15]);
     }
+    EXPECT_EQ(afterVersion.size(), 16U);
 }
 
 TEST(Uuid, ParsesAnyCaseRoundTripsToUpperCaseAndRejectsMalformedText) {
