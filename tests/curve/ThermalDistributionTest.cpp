@@ -56,10 +56,6 @@ TEST(ThermalHistoryWindow, DurationsAndEnglishTitles) {
     EXPECT_EQ(rawValue(ThermalHistoryWindow::twentyFourHours), "twentyFourHours");
 }
 
-TEST(ThermalSample, TakesTheSnapshotsReadingAndTime) {
-    EXPECT_EQ(ThermalSample(snapshot(12.5, 61.0)), ThermalSample(61.0, 2000.0, 2100.0, at(12.5)));
-}
-
 TEST(ThermalDistribution, BinsCoverTheAxisAndCountOnlySamplesOnIt) {
     const WindlarkAxis axis{"Temperature", "C", 30.0, 100.0};
     // 7 bins of 10 C. Samples: the axis minimum, either side of the edge at 40, a full

@@ -245,15 +245,14 @@ TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
 }
 
 TEST_F(WindlarkPreferencesTest, ProfilesThatCannotBeEncodedAreNotSaved) {
-    WindlarkProfile profile = WindlarkProfile::balanced();
-    profile.points[2].rpm = std::numeric_limits<double>::infinity();
-    preferences.saveProfile(profile);
-    profile = WindlarkProfile::balanced();
-    profile.safetyLimitC = std::numeric_limits<double>::quiet_NaN();
-    preferences.saveProfile(profile);
-    profile = WindlarkProfile::balanced();
-    profile.name = "\xFF\xFE";
-    preferences.saveProfile(profile);
+    for (void (*spoil)(WindlarkProfile&) :
+         {+[](WindlarkProfile& p) { p.points[2].rpm = std::numeric_limits<double>::infinity(); },
+          +[](WindlarkProfile& p) { p.safetyLimitC = std::numeric_limits<double>::quiet_NaN(); },
+          +[](WindlarkProfile& p) { p.name = "\xFF\xFE"; }}) {
+        WindlarkProfile profile = WindlarkProfile::balanced();
+        spoil(profile);
+        preferences.saveProfile(profile);
+    }
     EXPECT_EQ(defaults->writeCount(), 0U);
 }
 
