@@ -16,17 +16,6 @@ Timestamp at(double seconds) {
     return addingSeconds(kStart, seconds);
 }
 
-ThermalSnapshot snapshot(double seconds, double temperatureC = 50.0, bool isLive = true) {
-    ThermalSnapshot result;
-    result.temperatureC = temperatureC;
-    result.actualRPM = 2000.0;
-    result.targetRPM = 2100.0;
-    result.temperatureSource = "PMU tdie1";
-    result.hasLiveTemperatureTelemetry = isLive;
-    result.updatedAt = at(seconds);
-    return result;
-}
-
 std::vector<ThermalSample> samplesAt(std::initializer_list<double> temperatures) {
     std::vector<ThermalSample> samples;
     for (double temperatureC : temperatures) {
