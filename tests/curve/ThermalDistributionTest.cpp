@@ -12,10 +12,6 @@ namespace {
 
 const Timestamp kStart = Timestamp(std::chrono::seconds(1'700'000'000));
 
-Timestamp at(double seconds) {
-    return addingSeconds(kStart, seconds);
-}
-
 std::vector<ThermalSample> samplesAt(std::initializer_list<double> temperatures) {
     std::vector<ThermalSample> samples;
     for (double temperatureC : temperatures) {
