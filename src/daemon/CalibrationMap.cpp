@@ -21,9 +21,11 @@ CalibrationMap CalibrationMap::fromPoints(std::vector<CalibrationPoint> points) 
 }
 
 std::optional<FanRPMRange> CalibrationMap::range() const {
+    // Below the stop point a fan may spin on the way down but will not start again.
+    const std::int64_t stop = stopDuty();
     std::optional<FanRPMRange> result;
     for (const CalibrationPoint& point : points) {
-        if (point.rpm <= 0.0) {
+        if (point.rpm <= 0.0 || point.duty <= stop) {
             continue;
         }
         if (!result) {
@@ -46,7 +48,7 @@ std::int64_t CalibrationMap::stopDuty() const {
 }
 
 std::optional<std::int64_t> CalibrationMap::dutyFor(double rpm) const {
-    if (!range() || !std::isfinite(rpm)) {
+    if (!std::isfinite(rpm)) {
         return std::nullopt;
     }
     // Only the part above the stop point: below it the fan does not turn, and a fan that

@@ -126,6 +126,8 @@ RestoreOutcome FanWriter::restore(const DaemonFan& fan, const SavedFanState& sav
 }
 
 RestoreOutcome FanWriter::writeSafeState(const DaemonFan& fan, std::string why) {
+    // A ThinkPad's watchdog is left armed here on purpose: if the enable cannot be set,
+    // the firmware taking the fan back when it runs out is the last way home.
     const DriverSafeState& safe = fan.profile.safeState;
     bool isSafe = true;
     if (safe.enable && fan.hasEnable) {
