@@ -191,6 +191,10 @@ PropertyDictionary FanLeaseDaemon::lease(DaemonClientId client,
         return rejection(error(DaemonErrorCode::busy, "another client holds the fans"),
                          request.fanIndex);
     }
+    if (isSleeping_) {
+        return rejection(error(DaemonErrorCode::busy, "the machine is going to sleep"),
+                         request.fanIndex);
+    }
     if (const auto fault = faults_.find(client); fault != faults_.end()) {
         // Taking the fans straight back would fight whatever ended the lease.
         return rejection(fault->second, request.fanIndex);
@@ -433,6 +437,15 @@ bool FanLeaseDaemon::handBackAll(LeaseEnd why) {
         return true;
     }
     return endLease(why);
+}
+
+bool FanLeaseDaemon::prepareForSleep(bool isSleeping) {
+    isSleeping_ = isSleeping;
+    if (isSleeping) {
+        log("handing the fans back before sleep");
+        return handBackAll(LeaseEnd::shutdown);
+    }
+    return true;
 }
 
 bool FanLeaseDaemon::restoreLeftovers() {

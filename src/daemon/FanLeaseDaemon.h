@@ -64,6 +64,9 @@ public:
     // Ends any lease and puts back every fan that has a saved state (termination, sleep).
     // True when every fan read back as restored.
     bool handBackAll(LeaseEnd why);
+    // Before the machine sleeps every fan goes back and stays back: a renewal arriving
+    // between this and the suspend is refused as busy. After resume leases work again.
+    bool prepareForSleep(bool isSleeping);
     // At start-up: a saved file left by a daemon that died mid-lease is restored, matched
     // to fans by their stable ids, then removed.
     bool restoreLeftovers();
@@ -107,6 +110,7 @@ private:
     FanLeaseDaemonConfiguration configuration_;
 
     std::optional<DaemonClientId> holder_;
+    bool isSleeping_ = false;
     MonotonicTime expiry_{};
     MonotonicTime lastWatchdogArm_{};
     std::vector<SavedFanState> saved_;

@@ -112,6 +112,14 @@ TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) 
              rig.daemon->tick(at(25.0));
          }},
         {"termination", [](Rig& rig) { EXPECT_TRUE(rig.daemon->handBackAll(LeaseEnd::shutdown)); }},
+        {"sleep",
+         [](Rig& rig) {
+             EXPECT_TRUE(rig.daemon->prepareForSleep(true));
+             // A renewal between the signal and the suspend must not take them again.
+             EXPECT_EQ(codeOf(rig.lease(1, 1250, 11)), "busy");
+             rig.expectOriginalState("asleep");
+             EXPECT_TRUE(rig.daemon->prepareForSleep(false));
+         }},
     };
     for (const auto& ending : endings) {
         Rig rig;

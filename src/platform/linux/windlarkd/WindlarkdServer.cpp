@@ -188,10 +188,9 @@ private:
         if (sd_bus_message_read(message, "b", &isSleeping) < 0) {
             return 0;
         }
+        (void)self->daemon_.prepareForSleep(isSleeping != 0);
+        printLog(self->daemon_);
         if (isSleeping != 0) {
-            (void)self->daemon_.handBackAll(LeaseEnd::shutdown);
-            printLog(self->daemon_);
-            std::cerr << "windlarkd: fans handed back before sleep\n";
             self->release();
         } else {
             // After resume the app's next renewal takes the fans again.
