@@ -23,7 +23,7 @@ BundledPrivilegedHelperClient clientOver(std::shared_ptr<DaemonSocketConnector> 
 
 TEST(DaemonSocketConnector, KeepsOneConnectionSoRenewalsNeverHandTheFansBack) {
     DaemonRig rig;
-    rig.start();
+    ASSERT_TRUE(rig.start());
     auto connector = std::make_shared<DaemonSocketConnector>(rig.socketPath());
     BundledPrivilegedHelperClient client = clientOver(connector);
     EXPECT_EQ(connector->peerUserId(), ::geteuid());
@@ -55,7 +55,7 @@ TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconn
     EXPECT_FALSE(absent.isSuccess);
     EXPECT_NE(absent.message.find("not reachable"), std::string::npos) << absent.message;
 
-    rig.start();
+    ASSERT_TRUE(rig.start());
     EXPECT_TRUE(client.renewCurveTargetLease(1250, 15).isSuccess);
     rig.stop(SIGKILL);
     const auto start = std::chrono::steady_clock::now();
@@ -63,7 +63,7 @@ TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconn
     EXPECT_FALSE(lost.isSuccess);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 1s) << lost.message;
 
-    rig.start(); // restores what the killed daemon left, then serves again
+    ASSERT_TRUE(rig.start()); // restores what the killed daemon left, then serves again
     EXPECT_TRUE(rig.isOriginal());
     const auto again = client.renewCurveTargetLease(1250, 15);
     EXPECT_TRUE(again.isSuccess) << again.message;

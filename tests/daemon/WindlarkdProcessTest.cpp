@@ -26,34 +26,6 @@ namespace {
 using namespace std::chrono_literals;
 using SteadyClock = std::chrono::steady_clock;
 
-// A connected client; every reply is waited for at most two seconds.
-int connectTo(const std::filesystem::path& path) {
-    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    const timeval timeout{2, 0};
-    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-std::optional<DaemonReplyFrame> ask(int fd, const std::string& frame) {
-    if (::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) < 0) {
-        return std::nullopt;
-    }
-    std::string buffer(kDaemonFrameLimit, '\0');
-    const ssize_t length = ::recv(fd, buffer.data(), buffer.size(), 0);
-    if (length <= 0) {
-        return std::nullopt;
-    }
-    buffer.resize(static_cast<std::size_t>(length));
-    return decodeReplyFrame(buffer);
-}
-
 std::string lease(double target, std::int64_t hold) {
     return encodeRequestFrame({1, DaemonOperation::holdManualTargetLease,
                                WindlarkManualTargetLeaseRequest{0, target, hold, "test"}});
@@ -96,7 +68,7 @@ void appTakingTheFans(const DaemonRig& rig, int signal, double& worstSeconds, in
 
 TEST(Windlarkd, AnAppThatIsKilledOrHangsGetsTheFansHandedBack) {
     DaemonRig rig;
-    rig.start();
+    ASSERT_TRUE(rig.start());
     double worstKill = 0.0;
     appTakingTheFans(rig, SIGKILL, worstKill, 20, 15);
     EXPECT_LT(worstKill, 1.0);
@@ -112,7 +84,7 @@ TEST(Windlarkd, ADaemonThatDiesLeavesEnoughToRestoreTheFans) {
     DaemonRig rig;
     rig.put("pwm1_enable", "5");
     for (const bool byFreshStart : {false, true}) {
-        rig.start();
+        ASSERT_TRUE(rig.start());
         const int fd = connectTo(rig.socketPath());
         ASSERT_TRUE(isAccepted(ask(fd, lease(1250, 15))));
         rig.stop(SIGKILL);
@@ -121,7 +93,7 @@ TEST(Windlarkd, ADaemonThatDiesLeavesEnoughToRestoreTheFans) {
         ASSERT_TRUE(std::filesystem::exists(rig.savedFile()));
         const auto start = SteadyClock::now();
         if (byFreshStart) {
-            rig.start();
+            ASSERT_TRUE(rig.start());
         } else {
             EXPECT_EQ(rig.restore(), 0);
         }
@@ -136,7 +108,7 @@ TEST(Windlarkd, ADaemonThatDiesLeavesEnoughToRestoreTheFans) {
 
 TEST(Windlarkd, RefusesPeersOutsideItsGroupAndFramesOverTheLimit) {
     DaemonRig rig;
-    rig.start();
+    ASSERT_TRUE(rig.start());
     const int fd = connectTo(rig.socketPath());
     const std::string huge = R"({"id":1,"op":"readStatus","x":")" + std::string(65536, ' ') + "\"}";
     const auto refusal = ask(fd, huge);
@@ -149,7 +121,7 @@ TEST(Windlarkd, RefusesPeersOutsideItsGroupAndFramesOverTheLimit) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "connecting as a user outside the group needs root";
     }
-    rig.start("windlark-no-such-group");
+    ASSERT_TRUE(rig.start("windlark-no-such-group"));
     int result[2];
     ASSERT_EQ(::pipe(result), 0);
     const pid_t stranger = ::fork();

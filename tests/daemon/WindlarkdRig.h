@@ -4,19 +4,22 @@
 // chip's own curve mode 5, calibrated. Runs without root; the daemon is told which group
 // may use its socket.
 
+#include "daemon/DaemonFrame.h"
 #include "fakes/ScratchDirectory.h"
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -94,12 +97,15 @@ public:
         }
         return child;
     }
-    void start(const std::string& group = primaryGroup()) {
+    // True once the daemon listens.
+    [[nodiscard]] bool start(const std::string& group = primaryGroup()) {
         std::filesystem::remove(socketPath());
         daemon_ = spawn({}, group);
-        ASSERT_TRUE(waitFor([this] { return std::filesystem::exists(socketPath()); },
-                            std::chrono::seconds(2)));
+        return waitFor([this] { return std::filesystem::exists(socketPath()); },
+                       std::chrono::seconds(2))
+            .has_value();
     }
+    [[nodiscard]] pid_t pid() const { return daemon_; }
     void stop(int signal) {
         if (daemon_ > 0) {
             ::kill(daemon_, signal);
@@ -136,5 +142,33 @@ private:
     ScratchDirectory scratch_;
     pid_t daemon_ = -1;
 };
+
+// A connected client; every reply is waited for at most two seconds.
+inline int connectTo(const std::filesystem::path& path) {
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const timeval timeout{2, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+inline std::optional<DaemonReplyFrame> ask(int fd, const std::string& frame) {
+    if (::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) < 0) {
+        return std::nullopt;
+    }
+    std::string buffer(kDaemonFrameLimit, '\0');
+    const ssize_t length = ::recv(fd, buffer.data(), buffer.size(), 0);
+    if (length <= 0) {
+        return std::nullopt;
+    }
+    buffer.resize(static_cast<std::size_t>(length));
+    return decodeReplyFrame(buffer);
+}
 
 } // namespace windlark

@@ -103,17 +103,23 @@ int listeningSocket(const std::filesystem::path& path) {
     if (fd < 0) {
         return -1;
     }
+    // Bound and listening under a temporary name first, then renamed into place: a
+    // client that sees the path can connect at once.
+    const std::filesystem::path temporary = path.string() + ".new";
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (path.string().size() >= sizeof address.sun_path) {
+    if (temporary.string().size() >= sizeof address.sun_path) {
         (void)::close(fd);
         return -1;
     }
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    (void)::unlink(path.c_str());
+    std::strncpy(address.sun_path, temporary.c_str(), sizeof address.sun_path - 1);
+    (void)::unlink(temporary.c_str());
     if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::chmod(path.c_str(), 0666) != 0 || ::listen(fd, static_cast<int>(kMaximumClients)) != 0) {
+        ::chmod(temporary.c_str(), 0666) != 0 ||
+        ::listen(fd, static_cast<int>(kMaximumClients)) != 0 ||
+        ::rename(temporary.c_str(), path.c_str()) != 0) {
         (void)::close(fd);
+        (void)::unlink(temporary.c_str());
         return -1;
     }
     return fd;
