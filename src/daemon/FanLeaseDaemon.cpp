@@ -84,7 +84,10 @@ FanLeaseDaemon::FrameOutcome FanLeaseDaemon::handleFrame(DaemonClientId client, 
     if (!isPermitted) {
         return {encodeError(std::nullopt,
                             error(DaemonErrorCode::notPermitted,
-                                  "only root, the windlark group and local sessions may ask")),
+                                  "only root, members of the " + configuration_.group +
+                                      " group and users of an active local session may drive "
+                                      "the fans; to join: sudo usermod -aG " +
+                                      configuration_.group + " $USER, then log in again")),
                 true};
     }
     const bool isHolder = holder_ == client;

@@ -25,6 +25,9 @@ using DaemonClientId = std::uint64_t;
 struct FanLeaseDaemonConfiguration {
     // What the status reply says about the daemon's rights ("root" when it runs as root).
     std::string privilege = "root";
+    // The group whose members may use the socket, named in the refusal so that a user
+    // learns how to get in.
+    std::string group = "windlark";
     std::chrono::seconds maximumHold{15};
     int requestsPerSecond = 10;
     // A fan that reads 0 RPM this long while its duty should spin it has stalled.

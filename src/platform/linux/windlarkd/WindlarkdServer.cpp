@@ -370,8 +370,9 @@ private:
     DaemonClientId lastClientId_ = 0;
 };
 
-FanLeaseDaemonConfiguration configuration() {
+FanLeaseDaemonConfiguration configuration(const WindlarkdOptions& options) {
     FanLeaseDaemonConfiguration result;
+    result.group = options.group;
     result.privilege = ::geteuid() == 0 ? "root" : "unprivileged";
     return result;
 }
@@ -382,7 +383,7 @@ int runWindlarkd(const WindlarkdOptions& options) {
     LinuxSysfs sysfs;
     AtomicFileStore saved(options.savedFile());
     FanLeaseDaemon daemon(sysfs, saved, discoverFans(options.sysfsRoot, options.calibrationFile()),
-                          configuration());
+                          configuration(options));
     // A daemon that died mid-lease left its fans' state behind: put it back first.
     (void)daemon.restoreLeftovers();
     for (const DaemonFan& fan : daemon.fans()) {
@@ -400,7 +401,7 @@ int restoreLeftoverFans(const WindlarkdOptions& options) {
     LinuxSysfs sysfs;
     AtomicFileStore saved(options.savedFile());
     FanLeaseDaemon daemon(sysfs, saved, discoverFans(options.sysfsRoot, options.calibrationFile()),
-                          configuration());
+                          configuration(options));
     const bool isRestored = daemon.restoreLeftovers();
     printLog(daemon);
     return isRestored ? 0 : 1;

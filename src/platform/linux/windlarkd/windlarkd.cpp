@@ -1,3 +1,4 @@
+#include "platform/linux/windlarkd/DaemonInstaller.h"
 #include "platform/linux/windlarkd/WindlarkdServer.h"
 
 #include <cstdlib>
@@ -7,8 +8,9 @@
 namespace {
 
 constexpr std::string_view usage =
-    "usage: windlarkd [--restore] [--socket PATH] [--group NAME] [--no-logind]\n"
+    "usage: windlarkd [--restore | --install] [--socket PATH] [--group NAME] [--no-logind]\n"
     "  --restore      put back the fan state a stopped daemon left behind, then exit\n"
+    "  --install      create the windlark group, enable and start the socket (as root)\n"
     "  --socket PATH  listen here when not started by the socket unit (/run/windlark.sock)\n"
     "  --group NAME   members of this group may use the socket (windlark)\n"
     "  --no-logind    do not hold a sleep inhibitor\n"
@@ -34,6 +36,8 @@ int main(int argc, char** argv) {
         const bool hasValue = index + 1 < argc;
         if (argument == "--restore") {
             isRestore = true;
+        } else if (argument == "--install") {
+            return windlark::installDaemon(std::cout);
         } else if (argument == "--no-logind") {
             options.useLogind = false;
         } else if (argument == "--socket" && hasValue) {
