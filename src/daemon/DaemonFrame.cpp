@@ -12,7 +12,8 @@ DecodedRequest malformed(std::string text, std::optional<std::int64_t> id = std:
 std::optional<DaemonOperation> operationFromRawValue(std::string_view text) {
     for (const DaemonOperation operation :
          {DaemonOperation::readStatus, DaemonOperation::resetToSystem,
-          DaemonOperation::holdManualTargetLease}) {
+          DaemonOperation::holdManualTargetLease, DaemonOperation::calibrateFans,
+          DaemonOperation::cancelCalibration}) {
         if (rawValue(operation) == text) {
             return operation;
         }
@@ -30,6 +31,10 @@ std::string_view rawValue(DaemonOperation operation) {
         return "resetToSystem";
     case DaemonOperation::holdManualTargetLease:
         return "holdManualTargetLease";
+    case DaemonOperation::calibrateFans:
+        return "calibrateFans";
+    case DaemonOperation::cancelCalibration:
+        return "cancelCalibration";
     }
     return "readStatus";
 }

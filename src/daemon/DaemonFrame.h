@@ -17,7 +17,13 @@ namespace windlark {
 // and is disconnected.
 inline constexpr std::size_t kDaemonFrameLimit = 4096;
 
-enum class DaemonOperation { readStatus, resetToSystem, holdManualTargetLease };
+enum class DaemonOperation {
+    readStatus,
+    resetToSystem,
+    holdManualTargetLease,
+    calibrateFans,
+    cancelCalibration,
+};
 
 [[nodiscard]] std::string_view rawValue(DaemonOperation operation);
 

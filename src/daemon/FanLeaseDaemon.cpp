@@ -41,12 +41,14 @@ std::string_view endWord(LeaseEnd why) {
 
 FanLeaseDaemon::FanLeaseDaemon(SysfsAccess& sysfs, SavedStateStore& savedStore,
                                std::vector<DaemonFan> fans,
-                               FanLeaseDaemonConfiguration configuration)
+                               FanLeaseDaemonConfiguration configuration,
+                               SavedStateStore* calibrationStore)
     : sysfs_(sysfs)
     , savedStore_(savedStore)
     , writer_(sysfs)
     , fans_(std::move(fans))
-    , configuration_(std::move(configuration)) {
+    , configuration_(std::move(configuration))
+    , calibrationStore_(calibrationStore) {
     for (DaemonFan& fan : fans_) {
         // RPM-target drivers know their own range; duty fans only have one once measured.
         if (fan.profile.kind == FanControlKind::rpmTarget && !fan.range) {
@@ -125,6 +127,13 @@ FanLeaseDaemon::FrameOutcome FanLeaseDaemon::handleFrame(DaemonClientId client, 
         return {encodeReply(request.id, reset(client)), false};
     case DaemonOperation::holdManualTargetLease:
         return {encodeReply(request.id, lease(client, *request.lease, now)), false};
+    case DaemonOperation::calibrateFans:
+        return {encodeReply(request.id, calibrate(client)), false};
+    case DaemonOperation::cancelCalibration:
+        if (calibration_ && holder_ == client) {
+            cancelCalibration("cancelled");
+        }
+        return {encodeReply(request.id, status()), false};
     }
     return {};
 }
@@ -144,7 +153,70 @@ PropertyDictionary FanLeaseDaemon::status() const {
                       : readOnly != fans_.end() ? readOnly->profile.readOnlyReason
                                                 : "no fan has a known speed range (calibrate)";
     }
-    return reply.dictionary();
+    PropertyDictionary dictionary = reply.dictionary();
+    // Progress of a calibration, or how the last one ended.
+    if (calibration_) {
+        dictionary.set("calibration", calibration_->progress());
+    } else if (!calibrationOutcome_.empty()) {
+        dictionary.set("calibration", calibrationOutcome_);
+    }
+    return dictionary;
+}
+
+PropertyDictionary FanLeaseDaemon::calibrate(DaemonClientId client) {
+    if (holder_ || isSleeping_ || calibrationStore_ == nullptr) {
+        WindlarkPrivilegedHelperStatus reply = WindlarkPrivilegedHelperStatus::status();
+        reply.error = std::string(rawValue(DaemonErrorCode::busy));
+        return reply.dictionary();
+    }
+    std::vector<DaemonFan> fans;
+    for (const DaemonFan& fan : fans_) {
+        if (fan.profile.isWritable && fan.profile.kind == FanControlKind::duty && fan.hasInput) {
+            fans.push_back(fan);
+        }
+    }
+    if (fans.empty()) {
+        WindlarkPrivilegedHelperStatus reply = WindlarkPrivilegedHelperStatus::status();
+        reply.error = std::string(rawValue(DaemonErrorCode::unknownFan));
+        return reply.dictionary();
+    }
+    holder_ = client;
+    calibration_.emplace(writer_, sysfs_, savedStore_, std::move(fans), configuration_.calibration);
+    log("calibration started by client " + std::to_string(client));
+    return status();
+}
+
+void FanLeaseDaemon::cancelCalibration(std::string_view why) {
+    calibration_->cancel();
+    calibration_.reset();
+    holder_.reset();
+    calibrationOutcome_ = std::string(why);
+    log("calibration " + calibrationOutcome_ + "; the old maps stay");
+}
+
+void FanLeaseDaemon::finishCalibration() {
+    std::map<std::string, CalibrationMap> maps;
+    if (const auto text = calibrationStore_->read()) {
+        maps = parseCalibrationFile(*text);
+    }
+    for (const auto& [id, map] : calibration_->maps()) {
+        maps[id] = map;
+    }
+    if (const int error = calibrationStore_->replace(calibrationFileText(maps)); error != 0) {
+        cancelCalibration("not saved: " + errnoName(error));
+        return;
+    }
+    for (DaemonFan& fan : fans_) {
+        if (const auto found = calibration_->maps().find(fan.id);
+            found != calibration_->maps().end()) {
+            fan.calibration = found->second;
+            fan.range = found->second.range();
+        }
+    }
+    calibration_.reset();
+    holder_.reset();
+    calibrationOutcome_ = "finished";
+    log("calibration finished");
 }
 
 PropertyDictionary FanLeaseDaemon::reset(DaemonClientId client) {
@@ -190,8 +262,10 @@ FanLeaseDaemon::checkLease(const WindlarkManualTargetLeaseRequest& request) cons
 PropertyDictionary FanLeaseDaemon::lease(DaemonClientId client,
                                          const WindlarkManualTargetLeaseRequest& request,
                                          MonotonicTime now) {
-    if (holder_ && holder_ != client) {
-        return rejection(error(DaemonErrorCode::busy, "another client holds the fans"),
+    if ((holder_ && holder_ != client) || calibration_) {
+        return rejection(error(DaemonErrorCode::busy, calibration_
+                                                          ? "the fans are being calibrated"
+                                                          : "another client holds the fans"),
                          request.fanIndex);
     }
     if (isSleeping_) {
@@ -294,6 +368,19 @@ std::optional<DaemonError> FanLeaseDaemon::apply(const DaemonFan& reference, dou
 }
 
 void FanLeaseDaemon::tick(MonotonicTime now) {
+    if (calibration_) {
+        switch (calibration_->tick(now)) {
+        case FanCalibration::State::running:
+            return;
+        case FanCalibration::State::finished:
+            finishCalibration();
+            return;
+        case FanCalibration::State::failed:
+            cancelCalibration("failed: " + calibration_->failure()->codeText() + ": " +
+                              calibration_->failure()->text);
+            return;
+        }
+    }
     if (!holder_) {
         return;
     }
@@ -392,6 +479,11 @@ std::optional<DaemonError> FanLeaseDaemon::supervise(const DaemonFan& fan, Drive
 }
 
 bool FanLeaseDaemon::endLease(LeaseEnd why, const std::optional<DaemonError>& fault) {
+    if (calibration_) {
+        // A calibration ends the same ways a lease does, and keeps the old maps.
+        cancelCalibration(fault ? "interrupted: " + fault->codeText() : "interrupted");
+        return restoreSaved();
+    }
     if (holder_) {
         log("lease of client " + std::to_string(*holder_) + " ended: " + std::string(endWord(why)) +
             (fault ? " (" + fault->codeText() + ": " + fault->text + ")" : std::string()));

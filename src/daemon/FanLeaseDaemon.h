@@ -4,6 +4,7 @@
 #include "daemon/DaemonError.h"
 #include "daemon/DaemonFan.h"
 #include "daemon/DaemonFrame.h"
+#include "daemon/FanCalibration.h"
 #include "daemon/FanWriter.h"
 #include "daemon/RequestRateLimiter.h"
 #include "daemon/SavedFanState.h"
@@ -38,6 +39,7 @@ struct FanLeaseDaemonConfiguration {
     std::chrono::seconds unresponsiveTime{15};
     // The firmware watchdog is re-armed this often while a lease runs.
     std::chrono::seconds watchdogRearm{10};
+    FanCalibrationSettings calibration;
 };
 
 // Each way a lease can end, for the log.
@@ -49,8 +51,11 @@ enum class LeaseEnd { released, expired, disconnected, fault, shutdown };
 // and sends back what it returns.
 class FanLeaseDaemon {
 public:
+    // `calibrationStore` keeps the measured maps (calibration.json); without one, fans
+    // cannot be calibrated.
     FanLeaseDaemon(SysfsAccess& sysfs, SavedStateStore& savedStore, std::vector<DaemonFan> fans,
-                   FanLeaseDaemonConfiguration configuration = {});
+                   FanLeaseDaemonConfiguration configuration = {},
+                   SavedStateStore* calibrationStore = nullptr);
 
     struct FrameOutcome {
         std::optional<std::string> reply;
@@ -90,6 +95,10 @@ private:
     };
 
     [[nodiscard]] PropertyDictionary status() const;
+    [[nodiscard]] PropertyDictionary calibrate(DaemonClientId client);
+    // Puts the fan being measured back and keeps every old map.
+    void cancelCalibration(std::string_view why);
+    void finishCalibration();
     [[nodiscard]] PropertyDictionary reset(DaemonClientId client);
     [[nodiscard]] PropertyDictionary lease(DaemonClientId client,
                                            const WindlarkManualTargetLeaseRequest& request,
@@ -114,6 +123,9 @@ private:
 
     std::optional<DaemonClientId> holder_;
     bool isSleeping_ = false;
+    SavedStateStore* calibrationStore_;
+    std::optional<FanCalibration> calibration_;
+    std::string calibrationOutcome_; // the last run's, for the status
     MonotonicTime expiry_{};
     MonotonicTime lastWatchdogArm_{};
     std::vector<SavedFanState> saved_;

@@ -3,6 +3,7 @@
 #include "FakeSysfs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -330,6 +331,96 @@ TEST(FanLeaseDaemon, StatusSaysWhetherAndWhyFansCanBeWritten) {
         *readOnly.handleFrame(1, true, R"({"id":1,"op":"readStatus"})", at(0)).reply);
     EXPECT_EQ(*refused->reply.string("fanWrites"), "disabled");
     EXPECT_NE(refused->reply.string("error")->find("amdgpu"), std::string::npos);
+}
+
+} // namespace
+} // namespace windlark
+
+namespace windlark {
+namespace {
+
+// A fan that stands still below duty 50 and runs linearly from 500 to 2000 RPM above.
+std::int64_t simulatedSpeed(std::int64_t duty) {
+    return duty < 50 ? 0 : std::llround(500.0 + static_cast<double>(duty - 50) * 1500.0 / 205.0);
+}
+
+struct CalibrationRig : Rig {
+    InMemorySavedStore calibrations;
+
+    CalibrationRig() {
+        calibrations.text = R"({"fans": {"old@/d#fan1": [[0, 0], [255, 900]]}})";
+        FanLeaseDaemonConfiguration configuration;
+        configuration.calibration.spinUpSeconds = 1;
+        configuration.calibration.stepSeconds = 1;
+        auto fans = daemon->fans();
+        for (DaemonFan& fan : fans) {
+            fan.calibration.reset();
+            fan.range.reset();
+        }
+        daemon = std::make_unique<FanLeaseDaemon>(sysfs, store, fans, configuration, &calibrations);
+    }
+    std::string calibrationStatus(double now) {
+        const auto reply = decodeReplyFrame(send(1, R"({"id": 9, "op": "readStatus"})", now));
+        const std::string* text = reply->reply.string("calibration");
+        return text != nullptr ? *text : "";
+    }
+    void run(int seconds, int& now) {
+        for (int tick = 0; tick < seconds; ++tick) {
+            sysfs.set(input1, simulatedSpeed(sysfs.value(pwm1)));
+            sysfs.set(input2, simulatedSpeed(sysfs.value(pwm2)));
+            daemon->tick(at(++now));
+        }
+    }
+};
+
+TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsTheOldMaps) {
+    CalibrationRig rig;
+    EXPECT_EQ(rig.daemon->controllableFans().size(), 0U); // nothing measured yet
+    int now = 0;
+    rig.send(1, R"({"id": 1, "op": "calibrateFans"})", now);
+    EXPECT_EQ(codeOf(rig.lease(2, 1000, now)), "busy");
+    rig.run(3, now);
+    // Only the fan being measured is taken, and its state is on disk first.
+    EXPECT_EQ(rig.sysfs.value(enable1), 1);
+    EXPECT_EQ(rig.sysfs.value(enable2), 2);
+    EXPECT_NE(rig.store.text->find("\"enable\": 5"), std::string::npos);
+    EXPECT_EQ(rig.calibrationStatus(now).substr(0, 9), "fan 1 of ");
+    rig.run(60, now);
+    EXPECT_EQ(rig.calibrationStatus(now), "finished");
+    rig.expectOriginalState("after calibration");
+
+    const auto maps = parseCalibrationFile(*rig.calibrations.text);
+    ASSERT_EQ(maps.size(), 3U); // the two measured, and the other fan's kept
+    EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan1").range(),
+              (FanRPMRange{static_cast<double>(simulatedSpeed(60)), 2000.0}));
+    EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan2").stopDuty(), 45);
+    ASSERT_EQ(rig.daemon->controllableFans().size(), 2U);
+    EXPECT_EQ(codeOf(rig.lease(2, 2000, now)), "accepted");
+    EXPECT_EQ(rig.sysfs.value(pwm1), 255);
+
+    const std::string before = *rig.calibrations.text;
+    const struct {
+        const char* name;
+        std::function<void(CalibrationRig&, int)> interrupt;
+        const char* outcome;
+    } interruptions[] = {
+        {"cancelled",
+         [](CalibrationRig& r, int t) { r.send(1, R"({"id": 2, "op": "cancelCalibration"})", t); },
+         "cancelled"},
+        {"app gone", [](CalibrationRig& r, int) { r.daemon->clientClosed(1); }, "interrupted"},
+        {"sleep", [](CalibrationRig& r, int) { r.daemon->prepareForSleep(true); }, "interrupted"},
+    };
+    for (const auto& interruption : interruptions) {
+        rig.reset(2, ++now);
+        rig.daemon->prepareForSleep(false);
+        rig.send(1, R"({"id": 1, "op": "calibrateFans"})", ++now);
+        rig.run(25, now); // well into the second fan
+        EXPECT_EQ(rig.sysfs.value(enable2), 1) << interruption.name;
+        interruption.interrupt(rig, ++now);
+        rig.expectOriginalState(interruption.name);
+        EXPECT_EQ(*rig.calibrations.text, before) << interruption.name;
+        EXPECT_EQ(rig.calibrationStatus(++now), interruption.outcome) << interruption.name;
+    }
 }
 
 } // namespace

@@ -136,8 +136,8 @@ std::optional<std::string> AtomicFileStore::read() {
 int AtomicFileStore::replace(const std::string& text) {
     const std::filesystem::path temporary = path_.string() + ".new";
     {
-        const Descriptor file{
-            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600)};
+        const Descriptor file{::open(temporary.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode_)};
         if (file.fd < 0) {
             return errno;
         }

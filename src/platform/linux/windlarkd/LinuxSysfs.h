@@ -30,8 +30,11 @@ public:
 // A file replaced by writing a temporary beside it, syncing and renaming.
 class AtomicFileStore final : public SavedStateStore {
 public:
-    explicit AtomicFileStore(std::filesystem::path path)
-        : path_(std::move(path)) {}
+    // `mode` of the replacement: the saved state is the daemon's alone (0600); the
+    // calibration maps may be read by anyone (0644).
+    explicit AtomicFileStore(std::filesystem::path path, unsigned mode = 0600)
+        : path_(std::move(path))
+        , mode_(mode) {}
 
     std::optional<std::string> read() override;
     int replace(const std::string& text) override;
@@ -39,6 +42,7 @@ public:
 
 private:
     std::filesystem::path path_;
+    unsigned mode_;
 };
 
 } // namespace windlark

@@ -382,8 +382,9 @@ FanLeaseDaemonConfiguration configuration(const WindlarkdOptions& options) {
 int runWindlarkd(const WindlarkdOptions& options) {
     LinuxSysfs sysfs;
     AtomicFileStore saved(options.savedFile());
+    AtomicFileStore calibration(options.calibrationFile(), 0644);
     FanLeaseDaemon daemon(sysfs, saved, discoverFans(options.sysfsRoot, options.calibrationFile()),
-                          configuration(options));
+                          configuration(options), &calibration);
     // A daemon that died mid-lease left its fans' state behind: put it back first.
     (void)daemon.restoreLeftovers();
     for (const DaemonFan& fan : daemon.fans()) {
