@@ -164,7 +164,8 @@ PropertyDictionary FanLeaseDaemon::status() const {
 }
 
 PropertyDictionary FanLeaseDaemon::calibrate(DaemonClientId client) {
-    if (holder_ || isSleeping_ || calibrationStore_ == nullptr) {
+    // Not while a fan still waits to be restored: the run records one fan at a time.
+    if (holder_ || isSleeping_ || calibrationStore_ == nullptr || !saved_.empty()) {
         WindlarkPrivilegedHelperStatus reply = WindlarkPrivilegedHelperStatus::status();
         reply.error = std::string(rawValue(DaemonErrorCode::busy));
         return reply.dictionary();
@@ -315,16 +316,23 @@ std::optional<DaemonError> FanLeaseDaemon::beginLease(MonotonicTime) {
     const std::vector<const DaemonFan*> fans = controllableFans();
     // Everything is read and on disk before the first write: a daemon killed between two
     // writes must still know what every fan was doing.
+    // A fan whose earlier restore failed keeps its first saved state: that, not whatever
+    // it was left in, is what it must get back.
+    const std::size_t kept = saved_.size();
     for (const DaemonFan* fan : fans) {
+        if (std::any_of(saved_.begin(), saved_.end(),
+                        [fan](const SavedFanState& state) { return state.id == fan->id; })) {
+            continue;
+        }
         auto state = writer_.save(*fan);
         if (auto* failure = std::get_if<DaemonError>(&state)) {
-            saved_.clear();
+            saved_.resize(kept);
             return *failure;
         }
         saved_.push_back(std::get<SavedFanState>(std::move(state)));
     }
     if (const int failure = savedStore_.replace(savedFileText(saved_)); failure != 0) {
-        saved_.clear();
+        saved_.resize(kept);
         return DaemonError::driverRefused(failure, "the fans' state could not be recorded");
     }
     for (const DaemonFan* fan : fans) {
@@ -498,25 +506,32 @@ bool FanLeaseDaemon::endLease(LeaseEnd why, const std::optional<DaemonError>& fa
 }
 
 bool FanLeaseDaemon::restoreSaved() {
-    bool isRestored = true;
+    if (saved_.empty()) {
+        return true;
+    }
+    // What could not be put back stays on record (a chip gone for now, a driver refusing
+    // its old mode), so a later restore, or the next daemon, can try again.
+    std::vector<SavedFanState> unrestored;
     for (const SavedFanState& state : saved_) {
         const DaemonFan* fan = fanById(state.id);
         if (fan == nullptr) {
             log("cannot restore " + state.id + ": no such fan now");
-            isRestored = false;
+            unrestored.push_back(state);
             continue;
         }
         const RestoreOutcome outcome = writer_.restore(*fan, state);
         if (!outcome.isRestored) {
             log("restoring " + state.id + ": " + outcome.detail);
-            isRestored = false;
+            unrestored.push_back(state);
         }
     }
-    if (!saved_.empty()) {
-        saved_.clear();
+    saved_ = std::move(unrestored);
+    if (saved_.empty()) {
         savedStore_.remove();
+        return true;
     }
-    return isRestored;
+    (void)savedStore_.replace(savedFileText(saved_));
+    return false;
 }
 
 void FanLeaseDaemon::clientClosed(DaemonClientId client) {
