@@ -17,7 +17,7 @@ export WINDLARK_WERROR
 
 # Test suites that start threads (main loops, helper time-outs, child processes, the
 # update check, concurrent lookups); ThreadSanitizer runs these.
-THREADED_SUITES := support|text|hardware|helper|shell|store|platform
+THREADED_SUITES := support|text|hardware|helper|shell|store|platform|daemon
 
 # Executions per fuzz target; the working corpus grows under build/fuzz/corpus/, the
 # repository's seeds in fuzz/corpus/ stay as they are.
