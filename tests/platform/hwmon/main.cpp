@@ -18,7 +18,12 @@ int main(int argc, char** argv) {
         }
         ::setenv("LD_PRELOAD", value.c_str(), 1);
         // Under AddressSanitizer the preload comes first, which it would otherwise refuse.
-        ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 0);
+        std::string sanitizer = "verify_asan_link_order=0";
+        if (const char* options = std::getenv("ASAN_OPTIONS");
+            options != nullptr && *options != '\0') {
+            sanitizer = std::string(options) + ":" + sanitizer;
+        }
+        ::setenv("ASAN_OPTIONS", sanitizer.c_str(), 1);
         ::execv("/proc/self/exe", argv);
         std::perror("cannot restart with umockdev's preload library");
         return 1;
