@@ -198,6 +198,13 @@ TEST(MenuBarPanelView, FollowsTheStoreOnlyWhileShown) {
     EXPECT_EQ(fanValue->text(), "2100 RPM");
     panel.show();
     EXPECT_EQ(fanValue->text(), "2500 RPM");
+
+    panel.showMinimized();
+    fixture.fan->rpm = 2700.0;
+    fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
+    EXPECT_EQ(fanValue->text(), "2500 RPM");
+    panel.showNormal();
+    EXPECT_EQ(fanValue->text(), "2700 RPM");
 }
 
 TEST(MenuBarPanelView, ALanguageChangeRetranslatesEveryVisibleText) {
