@@ -169,17 +169,6 @@ TEST(MenuBarPanelView, TheSwitchAndTheButtonsDriveTheStore) {
     QTest::mouseClick(child(panel, "quitButton"), Qt::LeftButton);
     EXPECT_EQ(editorOpenings, 1);
     EXPECT_EQ(quits, 1);
-
-    // On hardware without a fan the switch cannot be turned on at all.
-    StoreFixture fanless;
-    fanless.fan->capabilities = StoreFixture::unsupported();
-    auto fanlessStore = fanless.makeStore();
-    MenuBarPanelView fanlessPanel(*fanlessStore, {});
-    fanlessPanel.show();
-    QTest::mouseClick(child(fanlessPanel, "curveSwitch"), Qt::LeftButton);
-    EXPECT_EQ(fanlessStore->mode(), FanControlMode::system);
-    EXPECT_EQ(child<QLabel>(fanlessPanel, "fanValue")->text(),
-              toQString(L10n::text(L10nKey::noFan, AppLanguage::english)));
 }
 
 TEST(MenuBarPanelView, FollowsTheStoreOnlyWhileShown) {
