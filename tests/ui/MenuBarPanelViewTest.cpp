@@ -159,9 +159,15 @@ TEST(MenuBarPanelView, TheSwitchAndTheButtonsDriveTheStore) {
     fixture.leaseQueue->runAll();
     EXPECT_FALSE(fixture.helper->leases.empty());
 
+    EXPECT_FALSE(isShown(panel, "statusLine"));
+    fixture.helper->resetResult.message = "Helper did not answer within 8 seconds.";
     QTest::mouseClick(child(panel, "resetButton"), Qt::LeftButton);
     EXPECT_EQ(store->mode(), FanControlMode::system);
     EXPECT_FALSE(isShown(panel, "resetButton"));
+    // What the helper said is the panel's status line.
+    EXPECT_TRUE(isShown(panel, "statusLine"));
+    EXPECT_EQ(child<QLabel>(panel, "statusLine")->text(),
+              toQString(fixture.helper->resetResult.message));
     EXPECT_NE(std::find(fixture.helper->calls.begin(), fixture.helper->calls.end(), "reset"),
               fixture.helper->calls.end());
 
