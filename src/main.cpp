@@ -19,13 +19,11 @@
 #include "ui/WindlarkMacApp.h"
 
 #include <QApplication>
-#include <QByteArray>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 

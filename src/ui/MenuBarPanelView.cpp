@@ -124,7 +124,7 @@ MenuBarPanelView::MenuBarPanelView(WindlarkStore& store, Actions actions, QWidge
     setFocusPolicy(Qt::ClickFocus);
     build();
     subscription_ = store_.subscribe([this](StoreChanges) {
-        if (isVisible()) {
+        if (isVisible() && !isMinimized()) {
             refresh();
         } else {
             isStale_ = true;
@@ -343,6 +343,10 @@ void MenuBarPanelView::changeEvent(QEvent* event) {
     // Symbols take the text colour, so a switch between light and dark redraws them.
     if (event->type() == QEvent::PaletteChange && fanIcon_ != nullptr) {
         refreshIcons();
+    }
+    // A minimised panel window is not kept up to date either; coming back, it catches up.
+    if (event->type() == QEvent::WindowStateChange && isStale_ && !isMinimized()) {
+        refresh();
     }
     QWidget::changeEvent(event);
 }

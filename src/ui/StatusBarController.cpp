@@ -106,7 +106,8 @@ StatusBarController::StatusBarController(WindlarkStore& store, Presentation pres
     } else {
         panel_->setWindowFlags(Qt::Popup);
     }
-    panel_->setWindowIcon(Symbols::icon(Symbols::Symbol::fan, QColor(0x1F, 0x8A, 0x4C)));
+    panel_->setWindowIcon(
+        Symbols::icon(Symbols::Symbol::fan, MenuBarPanelView::modeTint(FanControlMode::curve)));
     panel_->installEventFilter(this);
     panelHiddenAt_.invalidate();
 

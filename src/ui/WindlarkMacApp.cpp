@@ -109,6 +109,9 @@ void WindlarkMacApp::showPanel() {
 }
 
 void WindlarkMacApp::showAbout() {
+#if defined(__APPLE__)
+    MacStatusItem::showStandardAboutPanel();
+#else
     auto* box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("About Windlark Mac"),
                                 QStringLiteral("<b>Windlark Mac</b> %1")
                                     .arg(QString::fromStdString(services_.version).toHtmlEscaped()),
@@ -120,12 +123,10 @@ void WindlarkMacApp::showAbout() {
         Symbols::icon(Symbols::Symbol::fan, MenuBarPanelView::modeTint(FanControlMode::curve))
             .pixmap(64, 64));
     box->setAttribute(Qt::WA_DeleteOnClose);
-#if defined(__APPLE__)
-    MacStatusItem::activateIgnoringOtherApps();
-#endif
     box->show();
     box->raise();
     box->activateWindow();
+#endif
 }
 
 } // namespace windlark

@@ -53,10 +53,12 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         WindlarkMacAppServices services = fixture.appServices();
         WindlarkMacApp* started = nullptr;
         bool decidedBeforeTheStore = false;
+        int offers = 0;
         services.shouldHandleInstallLocation = [&] {
             decidedBeforeTheStore = started->store() == nullptr;
             return false;
         };
+        services.handleInstallLocation = [&] { ++offers; };
         WindlarkMacApp app(std::move(services));
         started = &app;
         app.start();
@@ -71,6 +73,7 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         app.activateStatusBarController();
         QCoreApplication::processEvents(); // the queued activation
         EXPECT_EQ(app.statusBarController(), controller);
+        EXPECT_EQ(offers, 0);
     }
 }
 
@@ -110,6 +113,13 @@ TEST(WindlarkMacApp, QuittingHandsTheFanBackOnceAndOnlyWhenThereIsAStore) {
     // The reset went out before the event loop was told to end.
     EXPECT_EQ(fixture.helperCallsAtExit, std::vector<std::string>{"reset"});
     app.resetFanControlBeforeAppTermination(); // the loop's own aboutToQuit
+    EXPECT_EQ(fixture.helper->calls, std::vector<std::string>{"reset"});
+
+    // A quit that starts elsewhere (the session ending) resets on the way out as well.
+    WindlarkMacApp ending(fixture.appServices());
+    ending.start();
+    fixture.helper->calls.clear();
+    ASSERT_TRUE(QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit"));
     EXPECT_EQ(fixture.helper->calls, std::vector<std::string>{"reset"});
 }
 

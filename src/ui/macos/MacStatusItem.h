@@ -28,6 +28,8 @@ public:
     static void setAccessoryActivationPolicy();
     // An accessory application must step forward before its windows can take focus.
     static void activateIgnoringOtherApps();
+    // The system's About panel, filled from the bundle's Info.plist.
+    static void showStandardAboutPanel();
 
 private:
     struct Parts;

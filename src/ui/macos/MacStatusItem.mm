@@ -130,4 +130,9 @@ void MacStatusItem::activateIgnoringOtherApps() {
 #pragma clang diagnostic pop
 }
 
+void MacStatusItem::showStandardAboutPanel() {
+    activateIgnoringOtherApps();
+    [NSApp orderFrontStandardAboutPanelWithOptions:@{}];
+}
+
 } // namespace windlark
