@@ -112,9 +112,10 @@ constexpr LanguageList kEnglish = {{
     {L10nKey::systemModeDescription, "macOS controls the fan"},
     {L10nKey::curveModeDescription, "Controlling the fan with the edited curve"},
     {L10nKey::safetyModeDescription, "Requesting maximum RPM at the safety limit"},
-    {L10nKey::crowdedPoint,
-     "This point is too close to its neighbors to move. Widen the temperature axis or remove a point."},
-    {L10nKey::simulatedMachine, "Simulated Mac: the readings are simulated and no real fan is controlled."},
+    {L10nKey::crowdedPoint, "This point is too close to its neighbors to move. Widen the "
+                            "temperature axis or remove a point."},
+    {L10nKey::simulatedMachine,
+     "Simulated Mac: the readings are simulated and no real fan is controlled."},
 }};
 
 // Korean
@@ -212,8 +213,8 @@ constexpr LanguageList kKorean = {{
     {L10nKey::systemModeDescription, "macOS가 팬을 제어합니다"},
     {L10nKey::curveModeDescription, "편집한 커브로 팬을 제어합니다"},
     {L10nKey::safetyModeDescription, "안전 제한에서 최대 RPM을 요청합니다"},
-    {L10nKey::crowdedPoint,
-     "이 포인트는 인접 포인트와 너무 가까워 움직일 수 없습니다. 온도 축을 넓히거나 포인트를 제거하세요."},
+    {L10nKey::crowdedPoint, "이 포인트는 인접 포인트와 너무 가까워 움직일 수 없습니다. 온도 축을 "
+                            "넓히거나 포인트를 제거하세요."},
     {L10nKey::simulatedMachine, "모의 Mac: 측정값은 모의 값이며 실제 팬은 제어되지 않습니다."},
 }};
 
@@ -312,8 +313,8 @@ constexpr LanguageList kJapanese = {{
     {L10nKey::systemModeDescription, "macOS がファンを制御します"},
     {L10nKey::curveModeDescription, "編集したカーブでファンを制御します"},
     {L10nKey::safetyModeDescription, "安全制限で最大 RPM を要求します"},
-    {L10nKey::crowdedPoint,
-     "このポイントは隣接ポイントに近すぎて動かせません。温度軸を広げるか、ポイントを削除してください。"},
+    {L10nKey::crowdedPoint, "このポイントは隣接ポイントに近すぎて動かせません。温度軸を広げるか、ポ"
+                            "イントを削除してください。"},
     {L10nKey::simulatedMachine, "模擬 Mac: 測定値は模擬で、実際のファンは制御されません。"},
 }};
 
@@ -411,8 +412,7 @@ constexpr LanguageList kChineseSimplified = {{
     {L10nKey::systemModeDescription, "macOS 控制风扇"},
     {L10nKey::curveModeDescription, "使用编辑后的曲线控制风扇"},
     {L10nKey::safetyModeDescription, "达到安全限制时请求最大 RPM"},
-    {L10nKey::crowdedPoint,
-     "此点与相邻点过近，无法移动。请扩大温度轴或删除一个点。"},
+    {L10nKey::crowdedPoint, "此点与相邻点过近，无法移动。请扩大温度轴或删除一个点。"},
     {L10nKey::simulatedMachine, "模拟 Mac：读数为模拟值，不会控制真实风扇。"},
 }};
 
@@ -512,9 +512,10 @@ constexpr LanguageList kSpanish = {{
     {L10nKey::systemModeDescription, "macOS controla el ventilador"},
     {L10nKey::curveModeDescription, "Controlando con la curva editada"},
     {L10nKey::safetyModeDescription, "Solicitando RPM máximas en el límite"},
-    {L10nKey::crowdedPoint,
-     "Este punto está demasiado cerca de sus vecinos para moverse. Amplía el eje de temperatura o quita un punto."},
-    {L10nKey::simulatedMachine, "Mac simulado: las lecturas son simuladas y no se controla ningún ventilador real."},
+    {L10nKey::crowdedPoint, "Este punto está demasiado cerca de sus vecinos para moverse. Amplía "
+                            "el eje de temperatura o quita un punto."},
+    {L10nKey::simulatedMachine,
+     "Mac simulado: las lecturas son simuladas y no se controla ningún ventilador real."},
 }};
 
 constexpr bool isCompleteAndInKeyOrder(const LanguageList& list) {

@@ -38,10 +38,12 @@ private:
 
     WindlarkStore& store_;
     CancellationHandle subscription_;
+    QLabel* appName_;
     QLabel* title_;
     QLabel* subtitle_;
     QLabel* simulatedNote_;
     QLabel* presetsLabel_;
+    QToolButton* balancedButton_ = nullptr;
     QLabel* windowLabel_;
     QButtonGroup* windowGroup_;
     std::array<QToolButton*, 4> windowButtons_{};

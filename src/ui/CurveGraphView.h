@@ -19,8 +19,6 @@
 
 namespace windlark {
 
-
-
 // The fan curve over its two axes, shaded by where the temperature has been. Points are
 // dragged with the pointer or moved with the arrow keys (Tab selects them in turn, Return
 // opens the exact-value sheet); every move goes through the store, which keeps each point

@@ -67,7 +67,7 @@ void setTextIfChanged(QLabel* label, const QString& text) {
 QLabel* StatusSidebarView::addSectionTitle(QVBoxLayout* layout) {
     auto* title = new QLabel(this);
     EditorStyle::makeTitle(title);
-    layout->addSpacing(3);
+    layout->addSpacing(7);
     layout->addWidget(title);
     return title;
 }
@@ -243,12 +243,17 @@ void StatusSidebarView::refresh() {
     testButton_->setText(text(L10nKey::testCurveTarget));
     setShown(testButton_, store_.shouldShowCurveTargetTestAction());
 
-    hardwareTitle_->setText(text(L10nKey::hardwareRange));
-    setTextIfChanged(hardwareRange_,
-                     qtext(L10n::format(L10nKey::range, store_.language(),
-                                        {store_.hardwareRangeText()})));
-    setTextIfChanged(hardwareDetail_, text(L10nKey::detectedRange) + QStringLiteral(": ") +
-                                          qtext(store_.hardwareDetailText()));
+    const FanHardwareCapabilities& capabilities = store_.hardwareCapabilities();
+    hardwareTitle_->setText(capabilities.isUnsupported()
+                                ? text(L10nKey::hardwareRange) + QStringLiteral(" · ") +
+                                      text(L10nKey::unsupported)
+                                : text(L10nKey::hardwareRange));
+    setTextIfChanged(hardwareRange_, qtext(L10n::format(L10nKey::range, store_.language(),
+                                                        {store_.hardwareRangeText()})));
+    setTextIfChanged(
+        hardwareDetail_,
+        text(L10nKey::detectedRange) + QStringLiteral(": ") +
+            (capabilities.hasRPMAxis() ? qtext(store_.hardwareDetailText()) : text(L10nKey::none)));
     detectAgainButton_->setText(text(L10nKey::detectAgain));
     adminDetectButton_->setText(text(L10nKey::readOnlyAdminDetect));
     const bool showsDetection = store_.shouldShowHardwareDetectionActions();

@@ -151,8 +151,8 @@ TEST(CurveGraphGeometry, PressesFindTheNearestPointWithinReach) {
         double dx, dy;
         bool hits;
     };
-    const Case cases[] = {{0, 0, true}, {13.9, 0, true}, {0, -13.9, true},
-                          {14.1, 0, false}, {10, 10, false}};
+    const Case cases[] = {
+        {0, 0, true}, {13.9, 0, true}, {0, -13.9, true}, {14.1, 0, false}, {10, 10, false}};
     for (const Case& c : cases) {
         const auto hit = g.pointAt(profile, {centre.x + c.dx, centre.y + c.dy});
         EXPECT_EQ(hit, c.hits ? std::optional(second.id) : std::nullopt) << c.dx << "," << c.dy;
@@ -182,10 +182,10 @@ TEST(CurveGraphGeometry, ArrowStepsMoveByOneDegreeOrFiftyRPMWithinTheBounds) {
         GraphValue expected;
     };
     const Case cases[] = {
-        {1, 1, 0, {53, 2100}},  {1, -1, 0, {51, 2100}}, {1, 0, 1, {52, 2150}},
-        {1, 0, -1, {52, 2050}}, {1, 30, 0, {67, 2100}}, // stops 1 C short of 68
-        {1, -30, 0, {36, 2100}},                        // and of 35
-        {0, -10, -10, {30, 1200}},                      // the axis ends
+        {1, 1, 0, {53, 2100}},     {1, -1, 0, {51, 2100}}, {1, 0, 1, {52, 2150}},
+        {1, 0, -1, {52, 2050}},    {1, 30, 0, {67, 2100}}, // stops 1 C short of 68
+        {1, -30, 0, {36, 2100}},                           // and of 35
+        {0, -10, -10, {30, 1200}},                         // the axis ends
         {4, 10, 10, {100, 6200}},
     };
     for (const Case& c : cases) {
@@ -207,14 +207,27 @@ TEST(CurveGraphGeometry, TypedNumbersAcceptUnitsAndCommasButNothingElse) {
         std::optional<double> expected;
     };
     const Case cases[] = {
-        {"65", 65},          {" 65.5 ", 65.5},      {"65 C", 65},        {"65\xC2\xB0"
-                                                                           "C",
-                                                                           65},
-        {"-3c", -3},         {"+4", 4},             {"2100 RPM", 2100},  {"2100rpm", 2100},
-        {"45,5", 45.5},      {"1,200", 1200},       {"12,500.5", 12500.5},
-        {"", std::nullopt},  {"abc", std::nullopt}, {"65 F", std::nullopt},
-        {"6 5", std::nullopt}, {"inf", std::nullopt}, {"nan", std::nullopt},
-        {"1e400", std::nullopt}, {"C", std::nullopt},
+        {"65", 65},
+        {" 65.5 ", 65.5},
+        {"65 C", 65},
+        {"65\xC2\xB0"
+         "C",
+         65},
+        {"-3c", -3},
+        {"+4", 4},
+        {"2100 RPM", 2100},
+        {"2100rpm", 2100},
+        {"45,5", 45.5},
+        {"1,200", 1200},
+        {"12,500.5", 12500.5},
+        {"", std::nullopt},
+        {"abc", std::nullopt},
+        {"65 F", std::nullopt},
+        {"6 5", std::nullopt},
+        {"inf", std::nullopt},
+        {"nan", std::nullopt},
+        {"1e400", std::nullopt},
+        {"C", std::nullopt},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(parseTypedNumber(c.text), c.expected) << c.text;
