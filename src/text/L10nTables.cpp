@@ -213,8 +213,8 @@ constexpr LanguageList kKorean = {{
     {L10nKey::systemModeDescription, "macOS가 팬을 제어합니다"},
     {L10nKey::curveModeDescription, "편집한 커브로 팬을 제어합니다"},
     {L10nKey::safetyModeDescription, "안전 제한에서 최대 RPM을 요청합니다"},
-    {L10nKey::crowdedPoint, "이 포인트는 인접 포인트와 너무 가까워 움직일 수 없습니다. 온도 축을 "
-                            "넓히거나 포인트를 제거하세요."},
+    {L10nKey::crowdedPoint, "이 포인트는 인접 포인트와 너무 가까워 움직일 수 없습니다. "
+                            "온도 축을 넓히거나 포인트를 제거하세요."},
     {L10nKey::simulatedMachine, "모의 Mac: 측정값은 모의 값이며 실제 팬은 제어되지 않습니다."},
 }};
 
@@ -313,8 +313,8 @@ constexpr LanguageList kJapanese = {{
     {L10nKey::systemModeDescription, "macOS がファンを制御します"},
     {L10nKey::curveModeDescription, "編集したカーブでファンを制御します"},
     {L10nKey::safetyModeDescription, "安全制限で最大 RPM を要求します"},
-    {L10nKey::crowdedPoint, "このポイントは隣接ポイントに近すぎて動かせません。温度軸を広げるか、ポ"
-                            "イントを削除してください。"},
+    {L10nKey::crowdedPoint, "このポイントは隣接ポイントに近すぎて動かせません。"
+                            "温度軸を広げるか、ポイントを削除してください。"},
     {L10nKey::simulatedMachine, "模擬 Mac: 測定値は模擬で、実際のファンは制御されません。"},
 }};
 

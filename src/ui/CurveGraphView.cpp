@@ -161,14 +161,28 @@ void CurveGraphView::relayout() {
     }
 }
 
-CurveGraphView::BackdropKey CurveGraphView::backdropKey() const {
+const ThermalDistribution& CurveGraphView::histogram() {
+    const CompactThermalHistory& history = store_.thermalHistory();
+    const auto sinceEpoch = store_.snapshot().updatedAt.time_since_epoch();
+    const HistogramStamp stamp{
+        history.size(), history.lastSampleAt(), store_.thermalHistoryWindow(),
+        store_.profile().temperatureAxis,
+        std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count() / 2};
+    if (stamp != histogramStamp_) {
+        histogramStamp_ = stamp;
+        histogram_ = store_.visibleThermalDistribution();
+    }
+    return histogram_;
+}
+
+CurveGraphView::BackdropKey CurveGraphView::backdropKey() {
     const WindlarkProfile& profile = store_.profile();
     BackdropKey key;
     key.size = size();
     key.pixelRatio = devicePixelRatioF();
     key.temperatureAxis = profile.temperatureAxis;
     key.rpmAxis = profile.rpmAxis;
-    for (const ThermalDistributionBin& bin : store_.visibleThermalDistribution().bins) {
+    for (const ThermalDistributionBin& bin : histogram().bins) {
         key.bins.push_back(bin.normalizedCount);
     }
     key.isFanOffEnabled = profile.isFanOffThresholdEnabled;
@@ -274,8 +288,7 @@ void CurveGraphView::renderBackdrop() {
 
     // Where the temperature has been, behind everything else.
     painter.setPen(Qt::NoPen);
-    for (const GraphOverlayColumn& column :
-         geometry.overlayColumns(store_.visibleThermalDistribution())) {
+    for (const GraphOverlayColumn& column : geometry.overlayColumns(histogram())) {
         painter.setBrush(withAlpha(accent, column.columnOpacity));
         painter.drawRect(toQt(column.column));
         painter.setBrush(withAlpha(accent, column.barOpacity));
