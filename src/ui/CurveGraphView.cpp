@@ -179,11 +179,17 @@ CurveGraphView::BackdropKey CurveGraphView::backdropKey() {
     const WindlarkProfile& profile = store_.profile();
     BackdropKey key;
     key.size = size();
-    key.pixelRatio = devicePixelRatioF();
+    const qreal ratio = devicePixelRatioF();
+    key.pixelRatio = ratio;
     key.temperatureAxis = profile.temperatureAxis;
     key.rpmAxis = profile.rpmAxis;
-    for (const ThermalDistributionBin& bin : histogram().bins) {
-        key.bins.push_back(bin.normalizedCount);
+    // The histogram as it lands on screen: a new sample that moves no bar by a whole pixel
+    // and no shade by a step of the colour depth leaves the picture as it was.
+    const CurveGraphGeometry geometry = geometryOf(*this, profile);
+    for (const GraphOverlayColumn& column : geometry.overlayColumns(histogram())) {
+        key.histogram.push_back(static_cast<int>(std::lround(column.bar.height * ratio)));
+        key.histogram.push_back(static_cast<int>(std::lround(column.barOpacity * 255.0)));
+        key.histogram.push_back(static_cast<int>(std::lround(column.columnOpacity * 255.0)));
     }
     key.isFanOffEnabled = profile.isFanOffThresholdEnabled;
     key.fanOffThresholdC = profile.fanOffThresholdC;

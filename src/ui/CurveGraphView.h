@@ -69,7 +69,7 @@ private:
         qreal pixelRatio = 1.0;
         WindlarkAxis temperatureAxis;
         WindlarkAxis rpmAxis;
-        std::vector<double> bins;
+        std::vector<int> histogram; // bar heights in pixels and shades in 1/255
         bool isFanOffEnabled = false;
         double fanOffThresholdC = 0.0;
         double safetyLimitC = 0.0;

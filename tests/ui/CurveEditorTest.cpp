@@ -163,7 +163,12 @@ TEST(CurvePointEditorSheet, TypedValuesAreSavedClampedAndNonNumbersKeepThePoint)
         graph.resize(900, 520);
         graph.show();
         const Uuid id = editor.point(1).id;
-        CurvePointEditorSheet* sheet = graph.openPointEditor(id);
+        // The point's value label sits just above it; a click there opens the sheet.
+        QTest::mouseClick(&graph, Qt::LeftButton, Qt::NoModifier,
+                          centreOf(graph, editor.store, editor.point(1)) - QPoint(0, 26));
+        CurvePointEditorSheet* sheet = graph.pointEditor();
+        ASSERT_NE(sheet, nullptr);
+        EXPECT_EQ(sheet->pointID(), id);
         EXPECT_EQ(sheet->temperatureField()->text(), "52");
         sheet->temperatureField()->setText(QString::fromUtf8(c.temperature));
         sheet->rpmField()->setText(QString::fromUtf8(c.rpm));
