@@ -1,6 +1,7 @@
 #include "store/CurveGraphGeometry.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -184,9 +185,12 @@ std::optional<double> parseTypedNumber(std::string_view text) {
         if (s.size() < unit.size()) {
             return false;
         }
-        return std::equal(
-            unit.begin(), unit.end(), s.end() - static_cast<std::ptrdiff_t>(unit.size()),
-            [](char a, char b) { return a == b || (a >= 'a' && a <= 'z' && b == a - 'a' + 'A'); });
+        // Units are given in lower case; the text may use either.
+        return std::equal(unit.begin(), unit.end(),
+                          s.end() - static_cast<std::ptrdiff_t>(unit.size()), [](char a, char b) {
+                              return static_cast<unsigned char>(a) ==
+                                     std::tolower(static_cast<unsigned char>(b));
+                          });
     };
     text = trim(text);
     for (const std::string_view unit : {std::string_view("rpm"),

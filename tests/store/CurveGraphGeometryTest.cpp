@@ -122,6 +122,14 @@ TEST(CurveGraphGeometry, TicksAreRoundValuesOnTheAxis) {
         narrowValues.push_back(tick.value);
     }
     EXPECT_EQ(narrowValues, (std::vector<double>{42, 44, 46, 48, 50, 52, 54}));
+    WindlarkProfile shortAxis = kBalanced;
+    shortAxis.rpmAxis.minimum = 1200;
+    shortAxis.rpmAxis.maximum = 2200;
+    std::vector<double> shortValues;
+    for (const GraphAxisTick& tick : geometry(1280, 820, shortAxis).rpmTicks()) {
+        shortValues.push_back(tick.value);
+    }
+    EXPECT_EQ(shortValues, (std::vector<double>{1200, 1400, 1600, 1800, 2000, 2200}));
     WindlarkProfile huge = kBalanced;
     huge.rpmAxis.minimum = -1e9;
     huge.rpmAxis.maximum = 1e9;
@@ -157,7 +165,11 @@ TEST(CurveGraphGeometry, PressesFindTheNearestPointWithinReach) {
         const auto hit = g.pointAt(profile, {centre.x + c.dx, centre.y + c.dy});
         EXPECT_EQ(hit, c.hits ? std::optional(second.id) : std::nullopt) << c.dx << "," << c.dy;
     }
-    // Two circles overlapping: the nearer centre wins, whichever comes first in the list.
+    // Two circles on the same spot: the first listed wins. Overlapping: the nearer centre
+    // wins, whichever comes first in the list.
+    profile.points[2].temperatureC = second.temperatureC;
+    profile.points[2].rpm = second.rpm;
+    EXPECT_EQ(g.pointAt(profile, centre), second.id);
     profile.points[2].temperatureC = second.temperatureC + 0.5;
     profile.points[2].rpm = second.rpm;
     const double apart = g.x(second.temperatureC + 0.5) - centre.x;
