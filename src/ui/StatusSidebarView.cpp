@@ -271,7 +271,7 @@ void StatusSidebarView::refresh() {
     while (requirements_.size() < plan.requirements.size()) {
         auto* row = new QHBoxLayout;
         row->setSpacing(8);
-        Requirement requirement{new QLabel(this), new QLabel(this)};
+        Requirement requirement{new QLabel(this), new QLabel(this), std::nullopt};
         requirement.mark->setFixedSize(14, 14);
         requirement.title->setWordWrap(true);
         QFont small = requirement.title->font();
@@ -288,7 +288,11 @@ void StatusSidebarView::refresh() {
         setShown(requirements_[i].title, exists);
         if (exists) {
             const FanWriteRequirement& requirement = plan.requirements[i];
-            requirements_[i].mark->setPixmap(requirementMark(requirement.isSatisfied, ink));
+            // A new picture relays out the column, so only when the mark changes.
+            if (requirements_[i].isSatisfied != requirement.isSatisfied) {
+                requirements_[i].isSatisfied = requirement.isSatisfied;
+                requirements_[i].mark->setPixmap(requirementMark(requirement.isSatisfied, ink));
+            }
             setTextIfChanged(requirements_[i].title, qtext(requirement.title));
         }
     }

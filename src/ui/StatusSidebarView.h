@@ -4,6 +4,7 @@
 #include "support/CancellationHandle.h"
 
 #include <QWidget>
+#include <optional>
 #include <vector>
 
 class QCheckBox;
@@ -34,6 +35,7 @@ private:
     struct Requirement {
         QLabel* mark;
         QLabel* title;
+        std::optional<bool> isSatisfied; // as the mark shows it
     };
 
     void refresh();
