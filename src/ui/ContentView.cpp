@@ -84,8 +84,6 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
             allCases<ThermalHistoryWindow>.at(static_cast<std::size_t>(id)));
     });
     toolbar->addStretch(1);
-    toolbar->addWidget(addPointButton_);
-    toolbar->addWidget(removePointButton_);
     connect(addPointButton_, &QPushButton::clicked, this, [this] { store_.addPoint(); });
     connect(removePointButton_, &QPushButton::clicked, this, [this] { store_.removePoint(); });
 
@@ -93,8 +91,10 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     auto* editor = new QVBoxLayout;
     editor->setSpacing(8);
     auto* header = new QHBoxLayout;
+    // The point commands sit by the title, where even the longest translations fit.
     header->addWidget(title_, 1);
-    header->addWidget(appName_, 0, Qt::AlignRight | Qt::AlignVCenter);
+    header->addWidget(addPointButton_, 0, Qt::AlignBottom);
+    header->addWidget(removePointButton_, 0, Qt::AlignBottom);
     editor->addLayout(header);
     editor->addWidget(subtitle_);
     editor->addWidget(simulatedNote_);
@@ -128,7 +128,10 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     layout->setSpacing(8);
     layout->addLayout(body, 1);
     layout->addWidget(separator);
-    layout->addWidget(statusLine_);
+    auto* footer = new QHBoxLayout;
+    footer->addWidget(statusLine_, 1);
+    footer->addWidget(appName_);
+    layout->addLayout(footer);
 
     subscription_ = store_.subscribe([this](StoreChanges) { refresh(); });
     refresh();
