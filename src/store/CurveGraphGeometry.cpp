@@ -1,8 +1,9 @@
 #include "store/CurveGraphGeometry.h"
 
+#include "support/NumberText.h"
+
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <string>
@@ -202,9 +203,6 @@ std::optional<double> parseTypedNumber(std::string_view text) {
             break;
         }
     }
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-    }
     // A comma is a decimal comma ("45,5") unless it separates thousands ("1,200" or
     // "12,500.5"), as people write fan speeds.
     std::string number(text);
@@ -219,13 +217,11 @@ std::optional<double> parseTypedNumber(std::string_view text) {
             number[comma] = '.';
         }
     }
-    double value = 0.0;
-    const char* end = number.data() + number.size();
-    const auto [stop, error] = std::from_chars(number.data(), end, value);
-    if (number.empty() || error != std::errc() || stop != end || !std::isfinite(value)) {
+    const auto value = parseDouble(number);
+    if (!value || !std::isfinite(*value)) {
         return std::nullopt;
     }
-    return value;
+    return *value;
 }
 
 } // namespace windlark
