@@ -64,7 +64,7 @@ AxisSettingsView::AxisSettingsView(WindlarkStore& store, QWidget* parent)
     });
 
     // Four groups side by side, each a title over label-field-unit rows.
-    const auto group = [this](QLabel* title) {
+    const auto group = [](QLabel* title) {
         auto* grid = new QGridLayout;
         grid->setHorizontalSpacing(8);
         grid->setVerticalSpacing(6);
