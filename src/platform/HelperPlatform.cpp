@@ -13,7 +13,8 @@
 #if defined(__APPLE__)
 #include "platform/macos/MacHelperServices.h"
 #else
-#include "platform/linux/LinuxHelperServices.h"
+#include "platform/linux/LinuxDaemonHelperClient.h"
+#include "platform/posix/PosixChildProcessRunner.h"
 #endif
 
 namespace windlark::HelperPlatform {
@@ -27,13 +28,11 @@ std::optional<std::string> environmentValue(std::string_view name) {
     return std::string(value);
 }
 
-PrivilegedHelperServices platformServices() {
 #if defined(__APPLE__)
+PrivilegedHelperServices platformServices() {
     return makeMacHelperServices();
-#else
-    return makeLinuxHelperServices();
-#endif
 }
+#endif
 
 // The simulated helper of the machine file, if the file describes one. The machine kept
 // the file's other sections when it read it, so the file is not read a second time.
@@ -62,7 +61,13 @@ makeHelperClient(const HardwareEnvironment& hardware,
             return std::make_shared<BundledPrivilegedHelperClient>(helper.services());
         }
     }
+#if defined(__APPLE__)
     return std::make_shared<BundledPrivilegedHelperClient>(platformServices());
+#else
+    // windlarkd over its socket; the connection lives as long as the client.
+    return std::make_shared<LinuxDaemonHelperClient>(std::make_shared<DaemonSocketConnector>(),
+                                                     std::make_shared<PosixChildProcessRunner>());
+#endif
 }
 
 std::shared_ptr<PrivilegedHelperClient> makeHelperClient(const HardwareEnvironment& hardware,
@@ -83,7 +88,7 @@ CommandLine::HelperCommandRunner makeHelperCommandRunner(const HardwareEnvironme
         }
         const std::shared_ptr<PrivilegedHelperClient> client =
             makeHelperClient(hardware, diagnostics);
-        const auto controller = HardwareDiagnostics::makeSMCFanHardwareController(hardware);
+        const auto controller = HardwareDiagnostics::makeFanHardwareController(hardware);
         const HelperDiagnostics::CommandContext context{*client, *controller, environmentValue};
         return HelperDiagnostics::run(*helperCommand, arguments, context, out);
     };

@@ -1,0 +1,203 @@
+#include "platform/linux/LinuxDaemonHelperClient.h"
+
+#include "contract/WindlarkPrivilegedHelperStatus.h"
+#include "helper/CodeSigningInfo.h"
+
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace windlark {
+namespace {
+
+constexpr std::array<const char*, 2> executableCandidates{"/usr/sbin/windlarkd",
+                                                          "/usr/local/sbin/windlarkd"};
+constexpr std::array<const char*, 4> unitFolders{"/etc/systemd/system", "/usr/lib/systemd/system",
+                                                 "/lib/systemd/system",
+                                                 "/usr/local/lib/systemd/system"};
+
+bool isRootLocked(const std::filesystem::path& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && status.st_uid == 0 &&
+           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// The requests go through the contract's own client logic; it only needs a connector.
+class NoHost final : public HelperHost {
+public:
+    std::optional<std::string> mainBundlePath() const override { return std::nullopt; }
+    std::optional<std::string> mainExecutablePath() const override { return std::nullopt; }
+    bool isExecutableFile(const std::string&) const override { return false; }
+    bool fileExists(const std::string&) const override { return false; }
+    std::int64_t daemonServiceStatus(const std::string&) const override { return 3; }
+};
+
+class NoCodeSigning final : public CodeSigningService {
+public:
+    std::optional<StaticCodeSignature> readStaticCode(const std::string&) const override {
+        return std::nullopt;
+    }
+    bool compilesRequirement(const std::string&) const override { return false; }
+};
+
+std::optional<PropertyDictionary> readStatus(HelperConnector& connector) {
+    HelperSessionOpening opening = connector.openSession();
+    if (!opening.session) {
+        return std::nullopt;
+    }
+    struct Slot {
+        std::mutex mutex;
+        std::condition_variable arrived;
+        std::optional<HelperReply> reply;
+    };
+    auto slot = std::make_shared<Slot>();
+    opening.session->readStatus([slot](HelperReply reply) {
+        const std::lock_guard lock(slot->mutex);
+        slot->reply = std::move(reply);
+        slot->arrived.notify_all();
+    });
+    std::unique_lock lock(slot->mutex);
+    if (!slot->arrived.wait_for(
+            lock, std::chrono::seconds(WindlarkPrivilegedHelperXPC::requestTimeoutSeconds),
+            [&slot] { return slot->reply.has_value(); })) {
+        return std::nullopt;
+    }
+    return slot->reply->dictionary;
+}
+
+bool stringIs(const PropertyDictionary& dictionary, std::string_view key, std::string_view value) {
+    const std::string* found = dictionary.string(key);
+    return found != nullptr && *found == value;
+}
+
+} // namespace
+
+PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
+                                         const LinuxDaemonProbe& probe) {
+    if (!facts.executablePath) {
+        PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
+        health.detail = "windlarkd is not installed.";
+        return health;
+    }
+    PrivilegedHelperHealth health;
+    health.label = PrivilegedHelperHealth::expectedLabel;
+    health.executablePath = facts.executablePath;
+    health.isBundled = true;
+    health.isSignatureValid = facts.isExecutableRootLocked;
+    health.signingIdentifier =
+        facts.isExecutableRootLocked
+            ? std::optional(std::string(PrivilegedHelperHealth::expectedLabel))
+            : std::nullopt;
+    health.hasBlessMetadata = facts.areUnitsInstalled;
+    health.serviceManagementStatus = facts.isSocketPresent ? "enabled" : "notRegistered";
+    health.xpcListenerStatus = "unix-seqpacket";
+    health.isPrivilegedInstallVerified =
+        facts.isExecutableRootLocked && facts.areUnitsInstalled && facts.isPeerRoot;
+    health.hasTrustedProvenance = health.isPrivilegedInstallVerified;
+    // Only a daemon we can vouch for is believed.
+    const bool isTrusted = health.hasTrustedProvenance;
+    health.hasHeartbeat = isTrusted && probe.heartbeat;
+    health.resetCommandAccepted = health.hasHeartbeat && probe.resetAccepted;
+    health.fanWritesEnabled = health.hasHeartbeat && probe.fanWritesEnabled;
+    CodeSigningInfo signature;
+    signature.isValid = facts.isExecutableRootLocked;
+    signature.status =
+        facts.isExecutableRootLocked ? "signature valid" : "daemon executable writable by others";
+    health.detail = PrivilegedHelperHealth::detailText(
+        signature, health.hasBlessMetadata, health.isXPCConnectionEnabled,
+        health.isPrivilegedInstallVerified, health.hasTrustedProvenance, health.hasHeartbeat,
+        health.resetCommandAccepted);
+    return health;
+}
+
+std::string linuxDaemonInstallCommands(const std::string& executablePath) {
+    return "sudo " + executablePath + " --install";
+}
+
+LinuxDaemonHelperClient::LinuxDaemonHelperClient(std::shared_ptr<DaemonSocketConnector> connector,
+                                                 std::shared_ptr<ChildProcessRunner> processes)
+    : connector_(std::move(connector))
+    , processes_(std::move(processes))
+    , requests_(PrivilegedHelperServices{std::make_shared<NoHost>(),
+                                         std::make_shared<NoCodeSigning>(), connector_, nullptr}) {}
+
+LinuxDaemonFacts LinuxDaemonHelperClient::readFacts() const {
+    LinuxDaemonFacts facts;
+    for (const char* candidate : executableCandidates) {
+        if (::access(candidate, X_OK) == 0) {
+            facts.executablePath = candidate;
+            const std::filesystem::path path(candidate);
+            facts.isExecutableRootLocked = isRootLocked(path) && isRootLocked(path.parent_path());
+            break;
+        }
+    }
+    for (const char* folder : unitFolders) {
+        const std::filesystem::path base(folder);
+        std::error_code error;
+        if (std::filesystem::exists(base / "windlarkd.socket", error) &&
+            std::filesystem::exists(base / "windlarkd.service", error)) {
+            facts.areUnitsInstalled = true;
+        }
+    }
+    std::error_code error;
+    facts.isSocketPresent =
+        std::filesystem::exists(DaemonSocketConnector::defaultSocketPath, error);
+    facts.isPeerRoot = facts.isSocketPresent && connector_->peerUserId() == 0U;
+    return facts;
+}
+
+PrivilegedHelperHealth LinuxDaemonHelperClient::readHealth() {
+    const LinuxDaemonFacts facts = readFacts();
+    LinuxDaemonProbe probe;
+    if (facts.isPeerRoot) {
+        if (const auto status = readStatus(*connector_)) {
+            probe.heartbeat = stringIs(*status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
+            probe.fanWritesEnabled =
+                stringIs(*status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
+            // Proven by using it, as on every platform.
+            probe.resetAccepted = probe.heartbeat && requests_.resetToSystem().isSuccess;
+        }
+    }
+    return linuxDaemonHealth(facts, probe);
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::installPrivilegedHelper() {
+    const LinuxDaemonFacts facts = readFacts();
+    const std::string executable = facts.executablePath.value_or("/usr/sbin/windlarkd");
+    if (!facts.executablePath) {
+        return PrivilegedHelperActionResult::failure(
+            "windlarkd is not installed; install the package that provides it.");
+    }
+    if (::access("/usr/bin/pkexec", X_OK) != 0 || !processes_) {
+        return PrivilegedHelperActionResult::failure("Run as administrator: " +
+                                                     linuxDaemonInstallCommands(executable));
+    }
+    // The desktop's authentication agent asks for the password; no time limit.
+    const ChildProcessOutcome outcome =
+        processes_->run("/usr/bin/pkexec", {executable, "--install"}, std::nullopt);
+    if (outcome.launchError || outcome.exitStatus != 0) {
+        return PrivilegedHelperActionResult::failure(
+            "windlarkd --install failed (" +
+            outcome.launchError.value_or("exit status " + std::to_string(outcome.exitStatus)) +
+            "). Run as administrator: " + linuxDaemonInstallCommands(executable));
+    }
+    return PrivilegedHelperActionResult{true, "Privileged helper installed.", std::nullopt};
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::resetToSystem() {
+    return requests_.resetToSystem();
+}
+
+PrivilegedHelperActionResult
+LinuxDaemonHelperClient::holdManualTargetLease(double targetRPM, std::int64_t holdSeconds) {
+    return requests_.holdManualTargetLease(targetRPM, holdSeconds);
+}
+
+PrivilegedHelperActionResult
+LinuxDaemonHelperClient::renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) {
+    return requests_.renewCurveTargetLease(targetRPM, leaseSeconds);
+}
+
+} // namespace windlark

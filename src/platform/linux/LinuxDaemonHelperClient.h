@@ -1,0 +1,64 @@
+#pragma once
+
+#include "hardware/ChildProcessRunner.h"
+#include "helper/BundledPrivilegedHelperClient.h"
+#include "platform/linux/DaemonSocketConnector.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace windlark {
+
+// What the app can check for itself about windlarkd, the Linux stand-ins for the helper's
+// bundle, signature, metadata and verified install.
+struct LinuxDaemonFacts {
+    std::optional<std::string> executablePath; // the installed daemon, when found
+    // Owned by root and writable by no one else, nor is its folder: nobody but an
+    // administrator can have changed what runs as root.
+    bool isExecutableRootLocked = false;
+    bool areUnitsInstalled = false;
+    bool isSocketPresent = false;
+    bool isPeerRoot = false; // the process on the socket runs as root (SO_PEERCRED)
+
+    bool operator==(const LinuxDaemonFacts&) const = default;
+};
+
+struct LinuxDaemonProbe {
+    bool heartbeat = false;
+    bool resetAccepted = false;
+    bool fanWritesEnabled = false;
+};
+
+// The helper health the safety plan reads, from those facts: the same requirements, each
+// met by the Linux fact that carries its meaning.
+[[nodiscard]] PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
+                                                       const LinuxDaemonProbe& probe);
+
+// The exact commands that install and enable the daemon, for when pkexec is missing.
+[[nodiscard]] std::string linuxDaemonInstallCommands(const std::string& executablePath);
+
+// The app's helper client on Linux: windlarkd over its socket, one connection for life.
+class LinuxDaemonHelperClient final : public PrivilegedHelperClient {
+public:
+    LinuxDaemonHelperClient(std::shared_ptr<DaemonSocketConnector> connector,
+                            std::shared_ptr<ChildProcessRunner> processes);
+
+    [[nodiscard]] PrivilegedHelperHealth readHealth() override;
+    [[nodiscard]] PrivilegedHelperActionResult installPrivilegedHelper() override;
+    [[nodiscard]] PrivilegedHelperActionResult resetToSystem() override;
+    [[nodiscard]] PrivilegedHelperActionResult
+    holdManualTargetLease(double targetRPM, std::int64_t holdSeconds) override;
+    [[nodiscard]] PrivilegedHelperActionResult
+    renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) override;
+
+    [[nodiscard]] LinuxDaemonFacts readFacts() const;
+
+private:
+    std::shared_ptr<DaemonSocketConnector> connector_;
+    std::shared_ptr<ChildProcessRunner> processes_;
+    BundledPrivilegedHelperClient requests_;
+};
+
+} // namespace windlark

@@ -1,0 +1,111 @@
+// The app's side of the daemon's socket, against the real windlarkd: one connection for
+// the app's life, replies matched to their requests, a lost daemon noticed at once.
+
+#include "WindlarkdRig.h"
+#include "fakes/FakeCodeSigningService.h"
+#include "fakes/FakeHelperHost.h"
+#include "helper/BundledPrivilegedHelperClient.h"
+#include "platform/linux/DaemonSocketConnector.h"
+#include "platform/linux/LinuxDaemonHelperClient.h"
+
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+using namespace std::chrono_literals;
+
+BundledPrivilegedHelperClient clientOver(std::shared_ptr<DaemonSocketConnector> connector) {
+    return BundledPrivilegedHelperClient({std::make_shared<FakeHelperHost>(),
+                                          std::make_shared<FakeCodeSigningService>(),
+                                          std::move(connector), nullptr});
+}
+
+TEST(DaemonSocketConnector, KeepsOneConnectionSoRenewalsNeverHandTheFansBack) {
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start());
+    auto connector = std::make_shared<DaemonSocketConnector>(rig.socketPath());
+    BundledPrivilegedHelperClient client = clientOver(connector);
+    EXPECT_EQ(connector->peerUserId(), ::geteuid());
+    for (int renewal = 0; renewal < 3; ++renewal) {
+        const auto result = client.renewCurveTargetLease(1250, 15);
+        EXPECT_TRUE(result.isSuccess) << result.message;
+        EXPECT_EQ(rig.get("pwm1_enable"), "1");
+    }
+    // Each request had its own session; the daemon saw a single client throughout.
+    EXPECT_EQ(rig.log().find("ended"), std::string::npos) << rig.log();
+    const auto refused = client.renewCurveTargetLease(99999, 15);
+    EXPECT_FALSE(refused.isSuccess);
+    EXPECT_EQ(*refused.dictionary->string("error"), "out-of-range");
+    EXPECT_TRUE(client.resetToSystem().isSuccess);
+    EXPECT_TRUE(rig.isOriginal());
+
+    EXPECT_TRUE(client.renewCurveTargetLease(1250, 15).isSuccess);
+    connector.reset();
+    client = clientOver(std::make_shared<DaemonSocketConnector>(rig.socketPath()));
+    // The app's end went away: so did its lease.
+    EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
+}
+
+TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconnects) {
+    DaemonRig rig;
+    auto connector = std::make_shared<DaemonSocketConnector>(rig.socketPath());
+    BundledPrivilegedHelperClient client = clientOver(connector);
+    const auto absent = client.resetToSystem();
+    EXPECT_FALSE(absent.isSuccess);
+    EXPECT_NE(absent.message.find("not reachable"), std::string::npos) << absent.message;
+
+    ASSERT_TRUE(rig.start());
+    EXPECT_TRUE(client.renewCurveTargetLease(1250, 15).isSuccess);
+    rig.stop(SIGKILL);
+    const auto start = std::chrono::steady_clock::now();
+    const auto lost = client.renewCurveTargetLease(1250, 15);
+    EXPECT_FALSE(lost.isSuccess);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s) << lost.message;
+
+    ASSERT_TRUE(rig.start()); // restores what the killed daemon left, then serves again
+    EXPECT_TRUE(rig.isOriginal());
+    const auto again = client.renewCurveTargetLease(1250, 15);
+    EXPECT_TRUE(again.isSuccess) << again.message;
+}
+
+TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
+    const LinuxDaemonFacts trusted{"/usr/sbin/windlarkd", true, true, true, true};
+    const LinuxDaemonProbe alive{true, true, true};
+    const PrivilegedHelperHealth healthy = linuxDaemonHealth(trusted, alive);
+    EXPECT_EQ(healthy.xpcActivationPolicy().state,
+              PrivilegedHelperXPCActivationState::activationAllowed);
+    EXPECT_TRUE(healthy.hasHeartbeat && healthy.resetCommandAccepted && healthy.fanWritesEnabled);
+    EXPECT_EQ(healthy.detail, "signature valid, metadata ready, xpc enabled, privileged install "
+                              "verified, trusted provenance, heartbeat ok, reset ok");
+
+    const struct {
+        const char* name;
+        LinuxDaemonFacts facts;
+        PrivilegedHelperXPCActivationState state;
+    } cases[] = {
+        {"not installed",
+         {std::nullopt, true, true, true, true},
+         PrivilegedHelperXPCActivationState::unavailable},
+        {"writable by others",
+         {"/x", false, true, true, true},
+         PrivilegedHelperXPCActivationState::metadataRequired},
+        {"no units",
+         {"/x", true, false, true, true},
+         PrivilegedHelperXPCActivationState::metadataRequired},
+        {"someone else on the socket",
+         {"/x", true, true, true, false},
+         PrivilegedHelperXPCActivationState::installRequired},
+    };
+    for (const auto& testCase : cases) {
+        const PrivilegedHelperHealth health = linuxDaemonHealth(testCase.facts, alive);
+        EXPECT_EQ(health.xpcActivationPolicy().state, testCase.state) << testCase.name;
+        // A daemon we cannot vouch for is not believed, whatever it answered.
+        EXPECT_FALSE(health.hasHeartbeat || health.resetCommandAccepted || health.fanWritesEnabled)
+            << testCase.name;
+    }
+    EXPECT_FALSE(linuxDaemonHealth(trusted, {true, false, true}).resetCommandAccepted);
+}
+
+} // namespace
+} // namespace windlark

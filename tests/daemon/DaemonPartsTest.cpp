@@ -1,0 +1,197 @@
+#include "daemon/CalibrationMap.h"
+#include "daemon/DaemonFan.h"
+#include "daemon/DaemonFrame.h"
+#include "daemon/SavedFanState.h"
+
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
+    const DaemonRequest lease{7, DaemonOperation::holdManualTargetLease,
+                              WindlarkManualTargetLeaseRequest{0, 1500.0, 15, "app-curve-renewal"}};
+    const DecodedRequest decoded = decodeRequestFrame(encodeRequestFrame(lease));
+    ASSERT_TRUE(decoded.request);
+    EXPECT_EQ(*decoded.request, lease);
+    EXPECT_EQ(decodeRequestFrame(R"({"id": -3, "op": "resetToSystem"})").request,
+              (DaemonRequest{-3, DaemonOperation::resetToSystem, std::nullopt}));
+
+    const std::string huge =
+        R"({"id":1,"op":"readStatus","pad":")" + std::string(65536, 'x') + "\"}";
+    const struct {
+        std::string frame;
+        std::optional<std::int64_t> id;
+    } cases[] = {
+        {"", std::nullopt},
+        {"{\"id\": 1, \"op\": ", std::nullopt},
+        {"[1, 2]", std::nullopt},
+        {huge, std::nullopt},
+        {R"({"id": "1", "op": "readStatus"})", std::nullopt},
+        {R"({"id": 1.5, "op": "readStatus"})", std::nullopt},
+        {R"({"id": 2, "op": 3})", 2},
+        {R"({"id": 2, "op": "ReadStatus"})", 2},
+        {R"({"id": 4, "op": "holdManualTargetLease"})", 4},
+        {R"({"id": 4, "op": "holdManualTargetLease", "request": [1]})", 4},
+        // The contract's types: an integer target is not a double, a text index no index.
+        {R"({"id": 5, "op": "holdManualTargetLease", "request": {"fanIndex": 0,
+            "targetRPM": 1500, "holdSeconds": 15, "reason": "r"}})",
+         5},
+        {R"({"id": 6, "op": "holdManualTargetLease", "request": {"fanIndex": "0",
+            "targetRPM": 1500.0, "holdSeconds": 15, "reason": "r"}})",
+         6},
+    };
+    for (const auto& testCase : cases) {
+        const DecodedRequest refused = decodeRequestFrame(testCase.frame);
+        EXPECT_FALSE(refused.request) << testCase.frame.substr(0, 80);
+        ASSERT_TRUE(refused.error);
+        EXPECT_EQ(refused.error->codeText(), "malformed");
+        EXPECT_EQ(refused.id, testCase.id) << testCase.frame.substr(0, 80);
+    }
+}
+
+TEST(DaemonFrame, RepliesErrorsAndEventsReadBackAsSent) {
+    const PropertyDictionary reply{{"accepted", true}, {"fanIndex", 0}};
+    const auto decodedReply = decodeReplyFrame(encodeReply(9, reply));
+    ASSERT_TRUE(decodedReply);
+    EXPECT_EQ(decodedReply->kind, DaemonReplyFrame::Kind::reply);
+    EXPECT_EQ(decodedReply->id, 9);
+    EXPECT_EQ(decodedReply->reply, reply);
+
+    const auto refusal = decodeReplyFrame(encodeError(3, DaemonError::driverRefused(16, "pwm1")));
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->kind, DaemonReplyFrame::Kind::error);
+    EXPECT_EQ(refusal->id, 3);
+    EXPECT_EQ(refusal->errorCode, "driver-refused: EBUSY");
+    EXPECT_EQ(refusal->errorText, "pwm1");
+
+    const auto event =
+        decodeReplyFrame(encodeLeaseEndedEvent({DaemonErrorCode::stalled, 0, "bad \xff byte"}));
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->kind, DaemonReplyFrame::Kind::event);
+    EXPECT_EQ(event->errorCode, "stalled");
+
+    EXPECT_FALSE(decodeReplyFrame(R"({"reply": {}})")); // a reply without its id
+    EXPECT_FALSE(decodeReplyFrame(R"({"id": 1})"));
+    EXPECT_FALSE(decodeReplyFrame(R"({"event": "lease-ended"})"));
+    EXPECT_EQ(DaemonError::driverRefused(4095, "").codeText(), "driver-refused: 4095");
+    for (const DaemonErrorCode code : allDaemonErrorCodes) {
+        EXPECT_EQ(daemonErrorCodeFromRawValue(rawValue(code)), code);
+    }
+}
+
+TEST(DriverProfile, KnowsManualAutomaticAndSafeStatesOfEachDriver) {
+    const struct {
+        const char* name;
+        const char* profile;
+        bool isWritable;
+        FanControlKind kind;
+        std::vector<std::int64_t> automatic;
+        DriverSafeState safe;
+    } cases[] = {
+        {"nct6798", "nct6775", true, FanControlKind::duty, {2, 3, 4, 5}, {1, 255}},
+        {"nct6116", "nct6775", true, FanControlKind::duty, {2, 3, 4, 5}, {1, 255}},
+        {"nct6687", "unknown", false, FanControlKind::duty, {}, {}},
+        {"it8728", "it87", true, FanControlKind::duty, {2}, {1, 255}},
+        {"thinkpad", "thinkpad", true, FanControlKind::duty, {2}, {2, std::nullopt}},
+        {"dell_smm", "dell_smm", true, FanControlKind::duty, {2}, {2, 255}},
+        {"applesmc", "applesmc", true, FanControlKind::rpmTarget, {0}, {0, std::nullopt}},
+        {"pwmfan", "pwmfan", true, FanControlKind::duty, {}, {1, 255}},
+        {"max31785", "max31785", true, FanControlKind::duty, {3}, {1, 255}},
+        {"macsmc_hwmon", "macsmc_hwmon", false, FanControlKind::duty, {}, {}},
+        {"amdgpu", "unknown", false, FanControlKind::duty, {}, {}},
+    };
+    for (const auto& testCase : cases) {
+        const DriverProfile profile = driverProfile(testCase.name);
+        EXPECT_EQ(profile.name, testCase.profile) << testCase.name;
+        EXPECT_EQ(profile.isWritable, testCase.isWritable) << testCase.name;
+        EXPECT_EQ(profile.isWritable, profile.readOnlyReason.empty()) << testCase.name;
+        EXPECT_EQ(profile.kind, testCase.kind) << testCase.name;
+        EXPECT_EQ(profile.automaticModes, testCase.automatic) << testCase.name;
+        EXPECT_EQ(profile.safeState, testCase.safe) << testCase.name;
+    }
+    EXPECT_TRUE(driverProfile("max31785").isAutomatic(3));
+    EXPECT_FALSE(driverProfile("max31785").isAutomatic(2)); // its speed loop
+    EXPECT_NE(driverProfile("amdgpu").readOnlyReason.find("amdgpu"), std::string::npos);
+}
+
+TEST(DaemonFan, ListsEachChannelUnderItsStableId) {
+    HwmonChipListing nct{"nct6798",
+                         "/sys/devices/platform/nct6775.656",
+                         "/sys/class/hwmon/hwmon4",
+                         {"name", "pwm1", "pwm1_enable", "fan1_input", "pwm2", "pwm10",
+                          "pwm10_enable", "pwm01", "pwmx", "pwm3_mode"}};
+    auto fans = describeFans(nct);
+    ASSERT_EQ(fans.size(), 3U);
+    EXPECT_EQ(fans[0].id, "nct6798@/sys/devices/platform/nct6775.656#fan1");
+    EXPECT_EQ(fans[0].enablePath(), "/sys/class/hwmon/hwmon4/pwm1_enable");
+    EXPECT_EQ(fans[0].inputPath(), "/sys/class/hwmon/hwmon4/fan1_input");
+    EXPECT_TRUE(fans[0].profile.isWritable);
+    EXPECT_TRUE(fans[0].hasInput);
+    // No enable on a driver that must have one: never written to.
+    EXPECT_EQ(fans[1].channel, 2);
+    EXPECT_FALSE(fans[1].profile.isWritable);
+    EXPECT_FALSE(fans[1].hasInput);
+    EXPECT_EQ(fans[2].channel, 10);
+    EXPECT_TRUE(fans[2].profile.isWritable);
+
+    const auto pwmfan = describeFans({"pwmfan", "/sys/devices/platform/pwm-fan", "/h", {"pwm1"}});
+    ASSERT_EQ(pwmfan.size(), 1U);
+    EXPECT_TRUE(pwmfan[0].profile.isWritable);
+    EXPECT_FALSE(pwmfan[0].hasEnable);
+
+    const auto dell = describeFans({"dell_smm", "/d", "/h", {"pwm1_enable", "pwm1", "pwm2"}});
+    ASSERT_EQ(dell.size(), 2U);
+    EXPECT_EQ(dell[1].enablePath(), "/h/pwm1_enable");
+    EXPECT_TRUE(dell[1].profile.isWritable);
+
+    HwmonChipListing thinkpad{"thinkpad", "/t", "/h", {"pwm1", "pwm1_enable"}, "/root/sys"};
+    EXPECT_EQ(describeFans(thinkpad)[0].watchdogPath,
+              "/root/sys/bus/platform/drivers/thinkpad_hwmon/fan_watchdog");
+
+    const auto smc = describeFans(
+        {"applesmc", "/a", "/h", {"fan1_output", "fan1_manual", "fan2_output", "fan1_input"}});
+    ASSERT_EQ(smc.size(), 1U); // fan2 has no manual bit
+    EXPECT_EQ(smc[0].modePath(), "/h/fan1_manual");
+    EXPECT_EQ(smc[0].targetPath(), "/h/fan1_output");
+}
+
+TEST(CalibrationMap, GivesRangeStopPointAndDutyForASpeed) {
+    const CalibrationMap map = CalibrationMap::fromPoints(
+        {{255, 2000}, {128, 1000}, {0, 0}, {60, 480}, {40, 0}, {60, 500}, {20, 300}});
+    ASSERT_EQ(map.points.size(), 6U);
+    EXPECT_EQ(map.points[3], (CalibrationPoint{60, 500})); // the later duplicate wins
+    // A fan that restarts late reads 0 at 40 although it spun at 20 on the way down.
+    EXPECT_EQ(map.stopDuty(), 40);
+    EXPECT_EQ(map.range(), (FanRPMRange{500, 2000}));
+    EXPECT_EQ(map.dutyFor(500), 60);
+    EXPECT_EQ(map.dutyFor(400), 60); // nothing below the stop point
+    EXPECT_EQ(map.dutyFor(1250), 160);
+    EXPECT_EQ(map.dutyFor(2000), 255);
+    EXPECT_EQ(map.dutyFor(9000), 255);
+    EXPECT_FALSE(CalibrationMap::fromPoints({{0, 0}, {255, 0}}).range());
+    EXPECT_FALSE(CalibrationMap::fromPoints({{0, 0}}).dutyFor(100));
+
+    const auto maps = parseCalibrationFile(R"({"fans": {
+        "a": [[255, 2000], [0, 0]], "b": [[300, 1]], "c": [[1, -5]], "d": "x", "e": [[1.5, 2]],
+        "f": []}})");
+    ASSERT_EQ(maps.size(), 1U);
+    EXPECT_EQ(parseCalibrationFile(calibrationFileText(maps)), maps);
+    EXPECT_TRUE(parseCalibrationFile("[]").empty());
+}
+
+TEST(SavedFanState, SurvivesTheFileAndDropsOnlyDamagedEntries) {
+    const std::vector<SavedFanState> states{{"a@/d#fan1", 5, 120, std::nullopt},
+                                            {"b@/d#fan2", std::nullopt, 2000, 0}};
+    EXPECT_EQ(parseSavedFile(savedFileText(states)), states);
+    const auto partial = parseSavedFile(
+        R"({"fans": [{"id": "x", "enable": "5"}, {"duty": 3}, 7, {"id": "y", "duty": null}]})");
+    ASSERT_TRUE(partial);
+    EXPECT_EQ(*partial,
+              (std::vector<SavedFanState>{{"y", std::nullopt, std::nullopt, std::nullopt}}));
+    EXPECT_FALSE(parseSavedFile("{\"fans\": {}}"));
+    EXPECT_FALSE(parseSavedFile("truncated {\"fa"));
+}
+
+} // namespace
+} // namespace windlark

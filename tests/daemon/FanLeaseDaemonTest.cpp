@@ -1,0 +1,438 @@
+#include "daemon/FanLeaseDaemon.h"
+
+#include "FakeSysfs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* hwmon = "/sys/class/hwmon/hwmon2";
+const std::string pwm1 = std::string(hwmon) + "/pwm1";
+const std::string enable1 = pwm1 + "_enable";
+const std::string input1 = std::string(hwmon) + "/fan1_input";
+const std::string pwm2 = std::string(hwmon) + "/pwm2";
+const std::string enable2 = pwm2 + "_enable";
+const std::string input2 = std::string(hwmon) + "/fan2_input";
+
+MonotonicTime at(double seconds) {
+    return std::chrono::duration_cast<MonotonicTime>(std::chrono::duration<double>(seconds));
+}
+
+// Two calibrated fans of an nct6798, one in the chip's curve mode 5, one in thermal
+// cruise 2, as a board's firmware leaves them.
+struct Rig {
+    FakeSysfs sysfs;
+    InMemorySavedStore store;
+    std::unique_ptr<FanLeaseDaemon> daemon;
+    std::int64_t nextId = 1;
+
+    explicit Rig(const std::string& chipPath = hwmon) {
+        const std::string dir = chipPath;
+        sysfs.set(dir + "/pwm1_enable", 5);
+        sysfs.set(dir + "/pwm1", 90);
+        sysfs.set(dir + "/fan1_input", 800);
+        sysfs.set(dir + "/pwm2_enable", 2);
+        sysfs.set(dir + "/pwm2", 70);
+        sysfs.set(dir + "/fan2_input", 600);
+        store.sysfs = &sysfs;
+        auto fans = describeFans(
+            {"nct6798",
+             "/sys/devices/platform/nct6775.656",
+             dir,
+             {"pwm1", "pwm1_enable", "fan1_input", "pwm2", "pwm2_enable", "fan2_input"}});
+        fans[0].calibration =
+            CalibrationMap::fromPoints({{0, 0}, {40, 0}, {60, 500}, {128, 1000}, {255, 2000}});
+        fans[1].calibration = CalibrationMap::fromPoints({{0, 0}, {30, 0}, {50, 300}, {255, 1500}});
+        daemon = std::make_unique<FanLeaseDaemon>(sysfs, store, std::move(fans));
+    }
+
+    std::string send(DaemonClientId client, const std::string& frame, double now,
+                     bool isPermitted = true) {
+        auto outcome = daemon->handleFrame(client, isPermitted, frame, at(now));
+        return outcome.reply.value_or("");
+    }
+    std::string lease(DaemonClientId client, double target, double now, std::int64_t hold = 15,
+                      std::int64_t fan = 0) {
+        return send(client,
+                    encodeRequestFrame({nextId++, DaemonOperation::holdManualTargetLease,
+                                        WindlarkManualTargetLeaseRequest{fan, target, hold, "r"}}),
+                    now);
+    }
+    std::string reset(DaemonClientId client, double now) {
+        return send(client, encodeRequestFrame({nextId++, DaemonOperation::resetToSystem, {}}),
+                    now);
+    }
+    void expectOriginalState(const std::string& why) const {
+        EXPECT_EQ(sysfs.value(enable1), 5) << why;
+        EXPECT_EQ(sysfs.value(pwm1), 90) << why;
+        EXPECT_EQ(sysfs.value(enable2), 2) << why;
+        EXPECT_EQ(sysfs.value(pwm2), 70) << why;
+        EXPECT_FALSE(daemon->holder()) << why;
+        EXPECT_FALSE(store.text) << why;
+    }
+};
+
+// The stable code of a reply: a refused frame's, or a rejected lease's.
+std::string codeOf(const std::string& frame) {
+    const auto decoded = decodeReplyFrame(frame);
+    if (!decoded) {
+        return "undecodable";
+    }
+    if (decoded->kind != DaemonReplyFrame::Kind::reply) {
+        return decoded->errorCode;
+    }
+    if (const std::string* error = decoded->reply.string("error")) {
+        return *error;
+    }
+    return decoded->reply.boolean("accepted").value_or(false) ? "accepted" : "no-error";
+}
+
+std::ptrdiff_t writeIndex(const FakeSysfs& sysfs, const std::string& path, std::int64_t value) {
+    const auto found = std::find(sysfs.writes.rbegin(), sysfs.writes.rend(),
+                                 std::pair<std::string, std::int64_t>(path, value));
+    return found == sysfs.writes.rend() ? -1 : std::distance(found, sysfs.writes.rend()) - 1;
+}
+
+TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) {
+    const struct {
+        const char* name;
+        std::function<void(Rig&)> end;
+    } endings[] = {
+        {"reset", [](Rig& rig) { EXPECT_EQ(codeOf(rig.reset(1, 11)), "no-error"); }},
+        {"disconnect", [](Rig& rig) { rig.daemon->clientClosed(1); }},
+        {"expiry 15 s after the last renewal",
+         [](Rig& rig) {
+             rig.daemon->tick(at(24.9));
+             EXPECT_EQ(rig.daemon->holder(), 1U);
+             rig.daemon->tick(at(25.0));
+         }},
+        {"termination", [](Rig& rig) { EXPECT_TRUE(rig.daemon->handBackAll(LeaseEnd::shutdown)); }},
+        {"sleep",
+         [](Rig& rig) {
+             EXPECT_TRUE(rig.daemon->prepareForSleep(true));
+             // A renewal between the signal and the suspend must not take them again.
+             EXPECT_EQ(codeOf(rig.lease(1, 1250, 11)), "busy");
+             rig.expectOriginalState("asleep");
+             EXPECT_TRUE(rig.daemon->prepareForSleep(false));
+         }},
+    };
+    for (const auto& ending : endings) {
+        Rig rig;
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted") << ending.name;
+        EXPECT_EQ(rig.store.writesBeforeReplace, 0U) << ending.name;
+        EXPECT_EQ(parseSavedFile(*rig.store.text),
+                  (std::vector<SavedFanState>{
+                      {"nct6798@/sys/devices/platform/nct6775.656#fan1", 5, 90, std::nullopt},
+                      {"nct6798@/sys/devices/platform/nct6775.656#fan2", 2, 70, std::nullopt}}));
+        // Half of fan 1's range is half of fan 2's, each through its own map.
+        EXPECT_EQ(rig.sysfs.value(enable1), 1);
+        EXPECT_EQ(rig.sysfs.value(pwm1), 160);
+        EXPECT_EQ(rig.sysfs.value(enable2), 1);
+        EXPECT_EQ(rig.sysfs.value(pwm2), 153);
+        EXPECT_EQ(codeOf(rig.lease(1, 500, 10)), "accepted");
+        EXPECT_EQ(rig.sysfs.value(pwm1), 60);
+
+        ending.end(rig);
+        rig.expectOriginalState(ending.name);
+        // The duty went back before the mode that makes the chip use its own curve again.
+        EXPECT_LT(writeIndex(rig.sysfs, pwm1, 90), writeIndex(rig.sysfs, enable1, 5));
+        // The next lease starts from the restored state and saves it again.
+        EXPECT_EQ(codeOf(rig.lease(2, 1250, 30)), "accepted") << ending.name;
+        EXPECT_NE(rig.store.text->find("\"enable\": 5"), std::string::npos);
+    }
+}
+
+TEST(FanLeaseDaemon, RefusesBadRequestsWithTheirCodeAndEndsTheHoldersLease) {
+    const std::string lease = R"({"id": 1, "op": "holdManualTargetLease", "request": )";
+    const struct {
+        std::string frame;
+        const char* code;
+        bool closes;
+    } cases[] = {
+        {"{\"id\": 1, \"op\"", "malformed", false},
+        {lease + R"({"fanIndex": 0, "targetRPM": "1000", "holdSeconds": 15, "reason": "r"}})",
+         "malformed", false},
+        {R"({"id":1,"op":"readStatus","x":")" + std::string(65536, ' ') + "\"}", "malformed", true},
+        {lease + R"({"fanIndex": 2, "targetRPM": 1000.0, "holdSeconds": 15, "reason": "r"}})",
+         "unknown-fan", false},
+        {lease + R"({"fanIndex": -1, "targetRPM": 1000.0, "holdSeconds": 15, "reason": "r"}})",
+         "unknown-fan", false},
+        {lease + R"({"fanIndex": 0, "targetRPM": 2000.5, "holdSeconds": 15, "reason": "r"}})",
+         "out-of-range", false},
+        {lease + R"({"fanIndex": 0, "targetRPM": 499.0, "holdSeconds": 15, "reason": "r"}})",
+         "out-of-range", false},
+        {lease + R"({"fanIndex": 0, "targetRPM": 1000.0, "holdSeconds": 0, "reason": "r"}})",
+         "out-of-range", false},
+        {lease + R"({"fanIndex": 0, "targetRPM": 1000.0, "holdSeconds": 16, "reason": "r"}})",
+         "out-of-range", false},
+    };
+    for (const auto& testCase : cases) {
+        Rig rig;
+        ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
+        const auto outcome = rig.daemon->handleFrame(1, true, testCase.frame, at(1));
+        EXPECT_EQ(codeOf(outcome.reply.value_or("")), testCase.code)
+            << testCase.frame.substr(0, 90);
+        EXPECT_EQ(outcome.closeClient, testCase.closes) << testCase.frame.substr(0, 90);
+        rig.expectOriginalState(testCase.frame.substr(0, 90));
+    }
+
+    Rig rig;
+    const auto stranger = rig.daemon->handleFrame(3, false, R"({"id":1,"op":"readStatus"})", at(0));
+    EXPECT_EQ(codeOf(stranger.reply.value_or("")), "not-permitted");
+    EXPECT_TRUE(stranger.closeClient);
+}
+
+TEST(FanLeaseDaemon, OneHolderAtATimeAndAFloodIsLimitedAlone) {
+    Rig rig;
+    ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
+    EXPECT_EQ(codeOf(rig.lease(2, 1000, 0.1)), "busy");
+    const auto reset = decodeReplyFrame(rig.reset(2, 0.2));
+    EXPECT_EQ(*reset->reply.string("error"), "busy");
+    EXPECT_EQ(rig.sysfs.value(pwm1), 160); // the holder's fans were left alone
+
+    // Client 2 floods at 100 requests a second while client 1 renews each second.
+    int limited = 0;
+    for (int tick = 0; tick < 300; ++tick) {
+        const double now = 1.0 + tick * 0.01;
+        limited += codeOf(rig.send(2, R"({"id":1,"op":"readStatus"})", now)) == "rate-limited";
+        if (tick % 100 == 0) {
+            EXPECT_EQ(codeOf(rig.lease(1, 1250, now)), "accepted") << now;
+        }
+    }
+    EXPECT_GE(limited, 300 - 10 - 3 * 10 - 1);
+    EXPECT_LE(limited, 300 - 30);
+    EXPECT_EQ(rig.daemon->holder(), 1U);
+    // The flood was a non-holder's: it cost nobody a lease.
+    ASSERT_EQ(codeOf(rig.reset(1, 4)), "no-error");
+    // The holder's own flood ends its lease.
+    ASSERT_EQ(codeOf(rig.lease(1, 1250, 10)), "accepted");
+    std::string last;
+    for (int i = 0; i < 12; ++i) {
+        last = rig.send(1, R"({"id":1,"op":"readStatus"})", 10.5);
+    }
+    EXPECT_EQ(codeOf(last), "rate-limited");
+    rig.expectOriginalState("holder flooded");
+}
+
+TEST(FanLeaseDaemon, FaultsEndTheLeaseWithTheirCodeUntilTheClientResets) {
+    const struct {
+        const char* name;
+        std::function<void(FakeSysfs&)> fault;
+        int endTick; // the tick that ends it; every earlier one keeps it
+        const char* code;
+    } cases[] = {
+        {"firmware took the mode back", [](FakeSysfs& s) { s.set(enable2, 2); }, 1,
+         "taken-by-system"},
+        // 0 RPM is first seen at tick 1; three seconds later the fan has stalled.
+        {"fan stopped", [](FakeSysfs& s) { s.set(input1, 0); }, 4, "stalled"},
+        {"speed never moves", [](FakeSysfs& s) { s.set(input2, 50); }, 16, "stalled"},
+        {"chip unplugged", [](FakeSysfs& s) { s.unplug(hwmon); }, 1, "driver-refused: ENODEV"},
+    };
+    for (const auto& testCase : cases) {
+        Rig rig;
+        rig.sysfs.set(input1, 1250);
+        rig.sysfs.set(input2, 900);
+        ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
+        testCase.fault(rig.sysfs);
+        for (int now = 1; now < testCase.endTick; ++now) {
+            rig.daemon->tick(at(now));
+            if (now % 10 == 0) {
+                EXPECT_EQ(codeOf(rig.lease(1, 1250, now)), "accepted") << testCase.name;
+            }
+        }
+        EXPECT_EQ(rig.daemon->holder(), 1U) << testCase.name;
+        EXPECT_TRUE(rig.daemon->takeEvents().empty()) << testCase.name;
+        rig.daemon->tick(at(testCase.endTick));
+        EXPECT_FALSE(rig.daemon->holder()) << testCase.name;
+        const auto events = rig.daemon->takeEvents();
+        ASSERT_EQ(events.size(), 1U) << testCase.name;
+        EXPECT_EQ(events[0].first, 1U);
+        EXPECT_EQ(decodeReplyFrame(events[0].second)->errorCode, testCase.code) << testCase.name;
+        if (std::string(testCase.name) == "chip unplugged") {
+            // Nothing could be written back; the record waits for the chip.
+            ASSERT_TRUE(rig.store.text);
+            for (auto& [path, attribute] : rig.sysfs.files) {
+                attribute.readError = attribute.writeError = 0;
+            }
+            EXPECT_TRUE(rig.daemon->handBackAll(LeaseEnd::shutdown));
+            EXPECT_FALSE(rig.store.text);
+        }
+        EXPECT_EQ(rig.sysfs.value(enable1), 5) << testCase.name;
+        EXPECT_EQ(rig.sysfs.value(pwm1), 90) << testCase.name;
+        // No fight over the fans: the same client gets the fault until it resets.
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 30)), testCase.code) << testCase.name;
+        EXPECT_EQ(rig.daemon->holder(), std::nullopt);
+        rig.reset(1, 31);
+        if (std::string(testCase.name) == "fan stopped") {
+            EXPECT_EQ(codeOf(rig.lease(1, 1250, 32)), "accepted");
+        }
+    }
+}
+
+TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
+    const struct {
+        const char* name;
+        std::function<void(Rig&)> fault;
+        const char* code;
+    } cases[] = {
+        {"second fan's mode refused", [](Rig& r) { r.sysfs.files[enable2].writeError = EINVAL; },
+         "driver-refused: EINVAL"},
+        {"duty taken but ignored", [](Rig& r) { r.sysfs.files[pwm2].ignoresWrites = true; },
+         "driver-refused: EIO"},
+        {"mode unreadable", [](Rig& r) { r.sysfs.files[enable2].readError = EACCES; },
+         "driver-refused: EACCES"},
+        {"state cannot be recorded", [](Rig& r) { r.store.replaceError = ENOSPC; },
+         "driver-refused: 28"},
+    };
+    for (const auto& testCase : cases) {
+        Rig rig;
+        testCase.fault(rig);
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), testCase.code) << testCase.name;
+        EXPECT_EQ(rig.sysfs.value(enable1), 5) << testCase.name;
+        EXPECT_EQ(rig.sysfs.value(pwm1), 90) << testCase.name;
+        EXPECT_FALSE(rig.daemon->holder()) << testCase.name;
+    }
+    Rig rig;
+    rig.store.replaceError = ENOSPC;
+    (void)rig.lease(1, 1250, 0);
+    EXPECT_TRUE(rig.sysfs.writes.empty()); // unrecorded state is never overwritten
+}
+
+TEST(FanLeaseDaemon, RestoresALeftoverFileByStableIdAfterRenumbering) {
+    Rig rig("/sys/class/hwmon/hwmon5");
+    rig.sysfs.set("/sys/class/hwmon/hwmon5/pwm1_enable", 1);
+    rig.sysfs.set("/sys/class/hwmon/hwmon5/pwm1", 255);
+    rig.store.text = savedFileText({{"nct6798@/sys/devices/platform/nct6775.656#fan1", 4, 77, {}},
+                                    {"gone@/nowhere#fan1", 2, 1, {}}});
+    EXPECT_FALSE(rig.daemon->restoreLeftovers()); // one fan could not be found
+    EXPECT_EQ(rig.sysfs.value("/sys/class/hwmon/hwmon5/pwm1_enable"), 4);
+    EXPECT_EQ(rig.sysfs.value("/sys/class/hwmon/hwmon5/pwm1"), 77);
+    // Only the missing fan stays on record, for when its chip is back.
+    EXPECT_EQ(parseSavedFile(*rig.store.text),
+              (std::vector<SavedFanState>{{"gone@/nowhere#fan1", 2, 1, {}}}));
+    const std::size_t writes = rig.sysfs.writes.size();
+    EXPECT_FALSE(rig.daemon->restoreLeftovers());
+    EXPECT_EQ(rig.sysfs.writes.size(), writes); // the restored fan is not written again
+    rig.store.text = "{torn";
+    EXPECT_FALSE(rig.daemon->restoreLeftovers());
+    EXPECT_FALSE(rig.store.text);
+}
+
+TEST(FanLeaseDaemon, StatusSaysWhetherAndWhyFansCanBeWritten) {
+    Rig rig;
+    const auto status = decodeReplyFrame(rig.send(1, R"({"id":4,"op":"readStatus"})", 0));
+    EXPECT_EQ(status->id, 4);
+    EXPECT_EQ(*status->reply.string("heartbeat"), "ok");
+    EXPECT_EQ(*status->reply.string("fanWrites"), "enabled");
+    EXPECT_EQ(*status->reply.string("helperPrivilege"), "root");
+    EXPECT_EQ(codeOf(rig.reset(1, 0)), "no-error");
+    EXPECT_EQ(*decodeReplyFrame(rig.reset(1, 0))->reply.string("resetToSystem"), "noop");
+
+    FakeSysfs sysfs;
+    InMemorySavedStore store;
+    FanLeaseDaemon readOnly(sysfs, store,
+                            describeFans({"amdgpu", "/d", "/h", {"pwm1", "pwm1_enable"}}));
+    const auto refused = decodeReplyFrame(
+        *readOnly.handleFrame(1, true, R"({"id":1,"op":"readStatus"})", at(0)).reply);
+    EXPECT_EQ(*refused->reply.string("fanWrites"), "disabled");
+    EXPECT_NE(refused->reply.string("error")->find("amdgpu"), std::string::npos);
+}
+
+} // namespace
+} // namespace windlark
+
+namespace windlark {
+namespace {
+
+// A fan that stands still below duty 50 and runs linearly from 500 to 2000 RPM above.
+std::int64_t simulatedSpeed(std::int64_t duty) {
+    return duty < 50 ? 0 : std::llround(500.0 + static_cast<double>(duty - 50) * 1500.0 / 205.0);
+}
+
+struct CalibrationRig : Rig {
+    InMemorySavedStore calibrations;
+
+    CalibrationRig() {
+        calibrations.text = R"({"fans": {"old@/d#fan1": [[0, 0], [255, 900]]}})";
+        FanLeaseDaemonConfiguration configuration;
+        configuration.calibration.spinUpSeconds = 1;
+        configuration.calibration.stepSeconds = 1;
+        auto fans = daemon->fans();
+        for (DaemonFan& fan : fans) {
+            fan.calibration.reset();
+            fan.range.reset();
+        }
+        daemon = std::make_unique<FanLeaseDaemon>(sysfs, store, fans, configuration, &calibrations);
+    }
+    std::string calibrationStatus(double now) {
+        const auto reply = decodeReplyFrame(send(1, R"({"id": 9, "op": "readStatus"})", now));
+        const std::string* text = reply->reply.string("calibration");
+        return text != nullptr ? *text : "";
+    }
+    void run(int seconds, int& now) {
+        for (int tick = 0; tick < seconds; ++tick) {
+            sysfs.set(input1, simulatedSpeed(sysfs.value(pwm1)));
+            sysfs.set(input2, simulatedSpeed(sysfs.value(pwm2)));
+            daemon->tick(at(++now));
+        }
+    }
+};
+
+TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsTheOldMaps) {
+    CalibrationRig rig;
+    EXPECT_EQ(rig.daemon->controllableFans().size(), 0U); // nothing measured yet
+    int now = 0;
+    rig.send(1, R"({"id": 1, "op": "calibrateFans"})", now);
+    EXPECT_EQ(codeOf(rig.lease(2, 1000, now)), "busy");
+    rig.run(3, now);
+    // Only the fan being measured is taken, and its state is on disk first.
+    EXPECT_EQ(rig.sysfs.value(enable1), 1);
+    EXPECT_EQ(rig.sysfs.value(enable2), 2);
+    EXPECT_NE(rig.store.text->find("\"enable\": 5"), std::string::npos);
+    EXPECT_EQ(rig.calibrationStatus(now).substr(0, 9), "fan 1 of ");
+    rig.run(60, now);
+    EXPECT_EQ(rig.calibrationStatus(now), "finished");
+    rig.expectOriginalState("after calibration");
+
+    const auto maps = parseCalibrationFile(*rig.calibrations.text);
+    ASSERT_EQ(maps.size(), 3U); // the two measured, and the other fan's kept
+    EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan1").range(),
+              (FanRPMRange{static_cast<double>(simulatedSpeed(60)), 2000.0}));
+    EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan2").stopDuty(), 45);
+    ASSERT_EQ(rig.daemon->controllableFans().size(), 2U);
+    EXPECT_EQ(codeOf(rig.lease(2, 2000, now)), "accepted");
+    EXPECT_EQ(rig.sysfs.value(pwm1), 255);
+
+    const std::string before = *rig.calibrations.text;
+    const struct {
+        const char* name;
+        std::function<void(CalibrationRig&, int)> interrupt;
+        const char* outcome;
+    } interruptions[] = {
+        {"cancelled",
+         [](CalibrationRig& r, int t) { r.send(1, R"({"id": 2, "op": "cancelCalibration"})", t); },
+         "cancelled"},
+        {"app gone", [](CalibrationRig& r, int) { r.daemon->clientClosed(1); }, "interrupted"},
+        {"sleep", [](CalibrationRig& r, int) { r.daemon->prepareForSleep(true); }, "interrupted"},
+    };
+    for (const auto& interruption : interruptions) {
+        rig.reset(2, ++now);
+        rig.daemon->prepareForSleep(false);
+        rig.send(1, R"({"id": 1, "op": "calibrateFans"})", ++now);
+        rig.run(25, now); // well into the second fan
+        EXPECT_EQ(rig.sysfs.value(enable2), 1) << interruption.name;
+        interruption.interrupt(rig, ++now);
+        rig.expectOriginalState(interruption.name);
+        EXPECT_EQ(*rig.calibrations.text, before) << interruption.name;
+        EXPECT_EQ(rig.calibrationStatus(++now), interruption.outcome) << interruption.name;
+    }
+}
+
+} // namespace
+} // namespace windlark
