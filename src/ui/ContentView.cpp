@@ -139,6 +139,10 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
 
 ContentView::~ContentView() = default;
 
+void ContentView::setTemperatureSensorPicker(TemperatureSensorPicker* picker) {
+    sidebar_->setTemperatureSensorPicker(picker);
+}
+
 void ContentView::refresh() {
     const auto text = [this](L10nKey key) { return qtext(store_, key); };
     const AppLanguage language = store_.language();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hardware/TemperatureSensorPicker.h"
 #include "store/WindlarkStore.h"
 #include "support/CancellationHandle.h"
 
@@ -30,6 +31,10 @@ public:
     [[nodiscard]] CurveGraphView* graph() const { return graph_; }
     [[nodiscard]] AxisSettingsView* axisSettings() const { return axisSettings_; }
     [[nodiscard]] StatusSidebarView* sidebar() const { return sidebar_; }
+
+    // Offers this computer's temperature sensors in the sidebar (null: none to offer).
+    // Not owned; must outlive the view.
+    void setTemperatureSensorPicker(TemperatureSensorPicker* picker);
 
     [[nodiscard]] QSize sizeHint() const override { return {1280, 820}; }
 

@@ -7,6 +7,7 @@
 #include "ui/CurvePointEditorSheet.h"
 #include "ui/EditorStyle.h"
 #include "ui/NumberField.h"
+#include "ui/StatusSidebarView.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -18,6 +19,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
+#include <utility>
 
 namespace windlark {
 namespace {
@@ -290,6 +292,58 @@ TEST(ContentView, SaysPlainlyWhenTheMachineIsSimulated) {
     view.show();
     EXPECT_EQ(visibleTexts(view).count(EditorStyle::qtext(editor.store, L10nKey::simulatedMachine)),
               1U);
+}
+
+} // namespace
+} // namespace windlark
+
+namespace windlark {
+namespace {
+
+// Two processor temperatures, the second of them chosen once and then gone.
+class FakeSensorPicker final : public TemperatureSensorPicker {
+public:
+    std::vector<TemperatureSensorChoice> sensors{
+        {"k10temp#temp1", "k10temp", "Tctl", 51.0, true, true},
+        {"nvme#temp1", "nvme", "Composite", std::nullopt, false, false}};
+    std::optional<std::string> chosen;
+    std::optional<std::string> notice;
+
+    std::vector<TemperatureSensorChoice> temperatureSensors() override { return sensors; }
+    void chooseTemperatureSensor(const std::optional<std::string>& id) override { chosen = id; }
+    [[nodiscard]] std::optional<std::string> chosenTemperatureSensor() const override {
+        return chosen;
+    }
+    std::optional<std::string> takeSensorNotice(AppLanguage) override {
+        return std::exchange(notice, std::nullopt);
+    }
+};
+
+TEST(StatusSidebarView, OffersThisComputersSensorsWithTheDefaultFirst) {
+    Editor editor;
+    FakeSensorPicker picker;
+    ContentView view(editor.store);
+    view.setTemperatureSensorPicker(&picker);
+    view.show();
+    QComboBox* sensors = view.sidebar()->sensorPicker();
+    ASSERT_EQ(sensors->count(), 3);
+    EXPECT_EQ(sensors->itemText(0), "Default: Tctl");
+    EXPECT_EQ(sensors->itemText(1), "Tctl (k10temp)  51 C");
+    EXPECT_EQ(sensors->itemText(2), "Composite (nvme)");
+
+    sensors->activated(2);
+    EXPECT_EQ(picker.chosen, "nvme#temp1");
+    EXPECT_EQ(sensors->currentIndex(), 2);
+    sensors->activated(0);
+    EXPECT_EQ(picker.chosen, std::nullopt);
+
+    const std::string notice =
+        "The saved temperature sensor nvme#temp1 is not present; using Tctl.";
+    picker.notice = notice;
+    editor.simulation.run(2);
+    EXPECT_EQ(visibleTexts(view).count(QString::fromStdString(notice)), 1U);
+    EXPECT_EQ(
+        visibleTexts(view).count(EditorStyle::qtext(editor.store, L10nKey::temperatureSensor)), 1U);
 }
 
 } // namespace
