@@ -10,6 +10,7 @@
 #   make check-clang  every source of the default build compiled (syntax only) by clang too, the
 #                   compiler family of macOS, which is stricter than GCC in places
 #   make bench      builds the benchmarks and runs each one (figures in bench/README.md)
+#   make screenshots  renders the README's pictures of the editor into docs/
 # Set WINDLARK_WERROR=ON to turn compiler warnings into errors (CI does).
 
 WINDLARK_WERROR ?= OFF
@@ -25,7 +26,7 @@ FUZZ_RUNS ?= 1000000
 FUZZ_TARGETS := $(basename $(notdir $(wildcard fuzz/*.cpp)))
 BENCH_TARGETS := $(basename $(notdir $(wildcard bench/*.cpp)))
 
-.PHONY: deps configure build run test test-asan test-tsan coverage fuzz bench check-clang clean
+.PHONY: deps configure build run test test-asan test-tsan coverage fuzz bench screenshots check-clang clean
 
 deps:
 	@scripts/install-deps.sh
@@ -119,6 +120,9 @@ check-clang: configure
 
 bench: build
 	@for target in $(BENCH_TARGETS); do ./build/default/bench/$$target; done
+
+screenshots: configure
+	@scripts/screenshots.sh
 
 clean:
 	@rm -rf build

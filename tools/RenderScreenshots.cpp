@@ -3,6 +3,7 @@
 // show. One language per run, so that each picture gets its language's font.
 //
 //   windlark-screenshots --language ja --output docs/editor-ja.png [--sheet docs/sheet-ja.png]
+//                        [--size 1180x760]
 
 #include "fakes/SimulatedEditorStore.h"
 #include "text/AppLanguage.h"
@@ -59,6 +60,7 @@ int main(int argc, char** argv) {
     std::optional<AppLanguage> language = AppLanguage::english;
     QString output;
     QString sheetOutput;
+    QSize size(1280, 820);
     const QStringList arguments = QApplication::arguments();
     for (qsizetype i = 1; i + 1 < arguments.size(); i += 2) {
         if (arguments[i] == QLatin1String("--language")) {
@@ -67,11 +69,16 @@ int main(int argc, char** argv) {
             output = arguments[i + 1];
         } else if (arguments[i] == QLatin1String("--sheet")) {
             sheetOutput = arguments[i + 1];
+        } else if (arguments[i] == QLatin1String("--size")) {
+            const QStringList sides = arguments[i + 1].split(QLatin1Char('x'));
+            if (sides.size() == 2) {
+                size = QSize(sides[0].toInt(), sides[1].toInt());
+            }
         }
     }
     if (!language || output.isEmpty()) {
         std::fprintf(stderr, "usage: windlark-screenshots --language en|ko|ja|zh-Hans|es "
-                             "--output FILE.png [--sheet FILE.png]\n");
+                             "--output FILE.png [--sheet FILE.png] [--size WxH]\n");
         return 2;
     }
     QFont font(fontFamily(*language));
@@ -90,7 +97,7 @@ int main(int argc, char** argv) {
     simulation.run(4.0);
 
     ContentView view(store);
-    view.resize(1280, 820);
+    view.resize(size);
     view.show();
     if (!save(view, output)) {
         return 1;

@@ -1,7 +1,9 @@
 #include "store/CurveGraphGeometry.h"
 
+#include "support/NumberText.h"
+
 #include <algorithm>
-#include <charconv>
+#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <string>
@@ -51,7 +53,8 @@ double CurveGraphGeometry::x(double temperatureC) const {
 }
 
 double CurveGraphGeometry::y(double rpm) const {
-    return plot_.maxY() - plot_.height * (rpmAxis_.clamped(rpm) - rpmAxis_.minimum) / rpmAxis_.span();
+    return plot_.maxY() -
+           plot_.height * (rpmAxis_.clamped(rpm) - rpmAxis_.minimum) / rpmAxis_.span();
 }
 
 GraphPoint CurveGraphGeometry::position(double temperatureC, double rpm) const {
@@ -79,10 +82,9 @@ CurveGraphGeometry::overlayColumns(const ThermalDistribution& distribution) cons
         const double centre = x((bin.lowerBound + bin.upperBound) / 2.0);
         const double left = centre - columnWidth / 2.0;
         const double barHeight = std::max(plot_.height * (0.15 + 0.36 * n), 6.0);
-        columns.push_back({GraphRect{left, plot_.minY(), columnWidth, plot_.height},
-                           0.018 + 0.045 * n,
-                           GraphRect{left, plot_.maxY() - barHeight, columnWidth, barHeight},
-                           0.14 + 0.22 * n});
+        columns.push_back(
+            {GraphRect{left, plot_.minY(), columnWidth, plot_.height}, 0.018 + 0.045 * n,
+             GraphRect{left, plot_.maxY() - barHeight, columnWidth, barHeight}, 0.14 + 0.22 * n});
     }
     return columns;
 }
@@ -164,8 +166,8 @@ std::optional<GraphValue> steppedPointValue(const WindlarkProfile& profile, cons
     const auto point = std::find_if(profile.points.begin(), profile.points.end(),
                                     [&](const WindlarkPoint& p) { return p.id == id; });
     return GraphValue{
-        bounds->temperature.clamp(point->temperatureC + temperatureSteps *
-                                                            CurveGraphGeometry::temperatureStepC),
+        bounds->temperature.clamp(point->temperatureC +
+                                  temperatureSteps * CurveGraphGeometry::temperatureStepC),
         bounds->rpm.clamp(point->rpm + rpmSteps * CurveGraphGeometry::rpmStep)};
 }
 
@@ -184,22 +186,22 @@ std::optional<double> parseTypedNumber(std::string_view text) {
         if (s.size() < unit.size()) {
             return false;
         }
-        return std::equal(unit.begin(), unit.end(), s.end() - static_cast<std::ptrdiff_t>(unit.size()),
-                          [](char a, char b) {
-                              return a == b || (a >= 'a' && a <= 'z' && b == a - 'a' + 'A');
+        // Units are given in lower case; the text may use either.
+        return std::equal(unit.begin(), unit.end(),
+                          s.end() - static_cast<std::ptrdiff_t>(unit.size()), [](char a, char b) {
+                              return static_cast<unsigned char>(a) ==
+                                     std::tolower(static_cast<unsigned char>(b));
                           });
     };
     text = trim(text);
-    for (const std::string_view unit : {std::string_view("rpm"), std::string_view("\xC2\xB0"
-                                                                                   "c"),
+    for (const std::string_view unit : {std::string_view("rpm"),
+                                        std::string_view("\xC2\xB0"
+                                                         "c"),
                                         std::string_view("c")}) {
         if (endsWithUnit(text, unit)) {
             text = trim(text.substr(0, text.size() - unit.size()));
             break;
         }
-    }
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
     }
     // A comma is a decimal comma ("45,5") unless it separates thousands ("1,200" or
     // "12,500.5"), as people write fan speeds.
@@ -207,21 +209,19 @@ std::optional<double> parseTypedNumber(std::string_view text) {
     const std::size_t comma = number.rfind(',');
     if (comma != std::string::npos) {
         const std::size_t groupEnd = std::min(number.find('.'), number.size());
-        const bool separatesThousands = groupEnd - comma == 4 || number.find(',') != comma ||
-                                        groupEnd != number.size();
+        const bool separatesThousands =
+            groupEnd - comma == 4 || number.find(',') != comma || groupEnd != number.size();
         if (separatesThousands) {
             std::erase(number, ',');
         } else {
             number[comma] = '.';
         }
     }
-    double value = 0.0;
-    const char* end = number.data() + number.size();
-    const auto [stop, error] = std::from_chars(number.data(), end, value);
-    if (number.empty() || error != std::errc() || stop != end || !std::isfinite(value)) {
+    const auto value = parseDouble(number);
+    if (!value || !std::isfinite(*value)) {
         return std::nullopt;
     }
-    return value;
+    return *value;
 }
 
 } // namespace windlark

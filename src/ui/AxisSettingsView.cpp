@@ -39,10 +39,10 @@ AxisSettingsView::AxisSettingsView(WindlarkStore& store, QWidget* parent)
           [this](double value) { store_.updateTemperatureAxis(value, std::nullopt); }, this))
     , temperatureMaximum_(new NumberField(
           [this](double value) { store_.updateTemperatureAxis(std::nullopt, value); }, this))
-    , rpmMinimum_(
-          new NumberField([this](double value) { store_.updateRPMAxis(value, std::nullopt); }, this))
-    , rpmMaximum_(
-          new NumberField([this](double value) { store_.updateRPMAxis(std::nullopt, value); }, this))
+    , rpmMinimum_(new NumberField(
+          [this](double value) { store_.updateRPMAxis(value, std::nullopt); }, this))
+    , rpmMaximum_(new NumberField(
+          [this](double value) { store_.updateRPMAxis(std::nullopt, value); }, this))
     , safetyLimit_(new NumberField([this](double value) { store_.updateSafetyLimit(value); }, this))
     , fanOffThreshold_(
           new NumberField([this](double value) { store_.updateFanOffThreshold(value); }, this))
@@ -64,7 +64,7 @@ AxisSettingsView::AxisSettingsView(WindlarkStore& store, QWidget* parent)
     });
 
     // Four groups side by side, each a title over label-field-unit rows.
-    const auto group = [this](QLabel* title) {
+    const auto group = [](QLabel* title) {
         auto* grid = new QGridLayout;
         grid->setHorizontalSpacing(8);
         grid->setVerticalSpacing(6);

@@ -29,6 +29,7 @@ constexpr int sidebarWidth = 340;
 ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     : QWidget(parent)
     , store_(store)
+    , appName_(new QLabel(this))
     , title_(new QLabel(this))
     , subtitle_(new QLabel(this))
     , simulatedNote_(new QLabel(this))
@@ -43,6 +44,8 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     , statusLine_(new QLabel(this)) {
     EditorStyle::makeTitle(title_, 1.5);
     EditorStyle::makeSecondary(subtitle_);
+    EditorStyle::makeSecondary(appName_);
+    appName_->setWordWrap(false);
 
     // Plain words, on a tinted background, so nobody mistakes the simulation for their Mac.
     simulatedNote_->setWordWrap(true);
@@ -60,6 +63,9 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
         // Preset names are names, shown as they are in every language.
         auto* button = new QToolButton(this);
         button->setText(qtext(rawValue(preset)));
+        if (preset == CurvePreset::balanced) {
+            balancedButton_ = button;
+        }
         connect(button, &QToolButton::clicked, this, [this, preset] { store_.setPreset(preset); });
         toolbar->addWidget(button);
     }
@@ -74,18 +80,22 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
         windowButtons_[i] = button;
     }
     connect(windowGroup_, &QButtonGroup::idClicked, this, [this](int id) {
-        store_.setThermalHistoryWindow(allCases<ThermalHistoryWindow>.at(static_cast<std::size_t>(id)));
+        store_.setThermalHistoryWindow(
+            allCases<ThermalHistoryWindow>.at(static_cast<std::size_t>(id)));
     });
     toolbar->addStretch(1);
-    toolbar->addWidget(addPointButton_);
-    toolbar->addWidget(removePointButton_);
     connect(addPointButton_, &QPushButton::clicked, this, [this] { store_.addPoint(); });
     connect(removePointButton_, &QPushButton::clicked, this, [this] { store_.removePoint(); });
 
     // The sidebar runs the full height beside the header, the graph and the axes.
     auto* editor = new QVBoxLayout;
     editor->setSpacing(8);
-    editor->addWidget(title_);
+    auto* header = new QHBoxLayout;
+    // The point commands sit by the title, where even the longest translations fit.
+    header->addWidget(title_, 1);
+    header->addWidget(addPointButton_, 0, Qt::AlignBottom);
+    header->addWidget(removePointButton_, 0, Qt::AlignBottom);
+    editor->addLayout(header);
     editor->addWidget(subtitle_);
     editor->addWidget(simulatedNote_);
     editor->addSpacing(2);
@@ -118,13 +128,20 @@ ContentView::ContentView(WindlarkStore& store, QWidget* parent)
     layout->setSpacing(8);
     layout->addLayout(body, 1);
     layout->addWidget(separator);
-    layout->addWidget(statusLine_);
+    auto* footer = new QHBoxLayout;
+    footer->addWidget(statusLine_, 1);
+    footer->addWidget(appName_);
+    layout->addLayout(footer);
 
     subscription_ = store_.subscribe([this](StoreChanges) { refresh(); });
     refresh();
 }
 
 ContentView::~ContentView() = default;
+
+void ContentView::setTemperatureSensorPicker(TemperatureSensorPicker* picker) {
+    sidebar_->setTemperatureSensorPicker(picker);
+}
 
 void ContentView::refresh() {
     const auto text = [this](L10nKey key) { return qtext(store_, key); };
@@ -133,6 +150,9 @@ void ContentView::refresh() {
     subtitle_->setText(text(L10nKey::curveEditorSubtitle));
     simulatedNote_->setText(text(L10nKey::simulatedMachine));
     presetsLabel_->setText(text(L10nKey::presets));
+    // The built-in default is offered as such; the other presets go by their names.
+    balancedButton_->setText(text(L10nKey::balancedDefaults));
+    appName_->setText(text(L10nKey::windlarkMac));
     windowLabel_->setText(text(L10nKey::thermalWindow));
     for (std::size_t i = 0; i < windowButtons_.size(); ++i) {
         const ThermalHistoryWindow window = allCases<ThermalHistoryWindow>[i];

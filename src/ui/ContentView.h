@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hardware/TemperatureSensorPicker.h"
 #include "store/WindlarkStore.h"
 #include "support/CancellationHandle.h"
 
@@ -31,6 +32,10 @@ public:
     [[nodiscard]] AxisSettingsView* axisSettings() const { return axisSettings_; }
     [[nodiscard]] StatusSidebarView* sidebar() const { return sidebar_; }
 
+    // Offers this computer's temperature sensors in the sidebar (null: none to offer).
+    // Not owned; must outlive the view.
+    void setTemperatureSensorPicker(TemperatureSensorPicker* picker);
+
     [[nodiscard]] QSize sizeHint() const override { return {1280, 820}; }
 
 private:
@@ -38,10 +43,12 @@ private:
 
     WindlarkStore& store_;
     CancellationHandle subscription_;
+    QLabel* appName_;
     QLabel* title_;
     QLabel* subtitle_;
     QLabel* simulatedNote_;
     QLabel* presetsLabel_;
+    QToolButton* balancedButton_ = nullptr;
     QLabel* windowLabel_;
     QButtonGroup* windowGroup_;
     std::array<QToolButton*, 4> windowButtons_{};

@@ -96,7 +96,8 @@ CurvePointEditorSheet* CurveGraphView::openPointEditor(const Uuid& id) {
 
 QStringList CurveGraphView::paintedTexts() const {
     const AppLanguage language = store_.language();
-    QStringList texts{qtext(L10n::text(L10nKey::temperature, language)),
+    QStringList texts{qtext(L10n::text(L10nKey::curve, language)),
+                      qtext(L10n::text(L10nKey::temperature, language)),
                       qtext(L10n::text(L10nKey::fanSpeed, language)),
                       qtext(L10n::text(L10nKey::limit, language))};
     if (store_.profile().isFanOffThresholdEnabled) {
@@ -122,8 +123,9 @@ bool CurveGraphView::isCrowded(const Uuid& id) const {
 void CurveGraphView::storeChanged() {
     const WindlarkProfile& profile = store_.profile();
     const bool selectionExists =
-        selected_ && std::any_of(profile.points.begin(), profile.points.end(),
-                                 [&](const WindlarkPoint& point) { return point.id == *selected_; });
+        selected_ &&
+        std::any_of(profile.points.begin(), profile.points.end(),
+                    [&](const WindlarkPoint& point) { return point.id == *selected_; });
     if (!selectionExists) {
         selected_.reset();
         dragging_.reset();
@@ -159,15 +161,35 @@ void CurveGraphView::relayout() {
     }
 }
 
-CurveGraphView::BackdropKey CurveGraphView::backdropKey() const {
+const ThermalDistribution& CurveGraphView::histogram() {
+    const CompactThermalHistory& history = store_.thermalHistory();
+    const auto sinceEpoch = store_.snapshot().updatedAt.time_since_epoch();
+    const HistogramStamp stamp{
+        history.size(), history.lastSampleAt(), store_.thermalHistoryWindow(),
+        store_.profile().temperatureAxis,
+        std::chrono::duration_cast<std::chrono::seconds>(sinceEpoch).count() / 2};
+    if (stamp != histogramStamp_) {
+        histogramStamp_ = stamp;
+        histogram_ = store_.visibleThermalDistribution();
+    }
+    return histogram_;
+}
+
+CurveGraphView::BackdropKey CurveGraphView::backdropKey() {
     const WindlarkProfile& profile = store_.profile();
     BackdropKey key;
     key.size = size();
-    key.pixelRatio = devicePixelRatioF();
+    const qreal ratio = devicePixelRatioF();
+    key.pixelRatio = ratio;
     key.temperatureAxis = profile.temperatureAxis;
     key.rpmAxis = profile.rpmAxis;
-    for (const ThermalDistributionBin& bin : store_.visibleThermalDistribution().bins) {
-        key.bins.push_back(bin.normalizedCount);
+    // The histogram as it lands on screen: a new sample that moves no bar by a whole pixel
+    // and no shade by a step of the colour depth leaves the picture as it was.
+    const CurveGraphGeometry geometry = geometryOf(*this, profile);
+    for (const GraphOverlayColumn& column : geometry.overlayColumns(histogram())) {
+        key.histogram.push_back(static_cast<int>(std::lround(column.bar.height * ratio)));
+        key.histogram.push_back(static_cast<int>(std::lround(column.barOpacity * 255.0)));
+        key.histogram.push_back(static_cast<int>(std::lround(column.columnOpacity * 255.0)));
     }
     key.isFanOffEnabled = profile.isFanOffThresholdEnabled;
     key.fanOffThresholdC = profile.fanOffThresholdC;
@@ -205,7 +227,8 @@ CurveGraphView::Overlay CurveGraphView::layoutOverlay() const {
         const int style = (isSelected ? 1 : 0) + (mark.isCrowded ? 2 : 0) + (hasFocus() ? 4 : 0);
         constexpr double reach = CurveGraphGeometry::pointDiameter / 2.0 + 8.0;
         overlay.pieces.push_back(
-            {QRectF(mark.centre.x() - reach, mark.centre.y() - reach, 2 * reach, 2 * reach), {},
+            {QRectF(mark.centre.x() - reach, mark.centre.y() - reach, 2 * reach, 2 * reach),
+             {},
              style});
         overlay.pieces.push_back({mark.labelRect.adjusted(-1, -1, 1, 1), mark.label, style});
         overlay.points.push_back(std::move(mark));
@@ -226,10 +249,10 @@ CurveGraphView::Overlay CurveGraphView::layoutOverlay() const {
     const double labelY = std::clamp(overlay.nowMarker.y() + 12, plot.minY() + 2,
                                      std::max(plot.maxY() - nowSize.height() - 2, plot.minY()));
     overlay.nowLabelRect = QRectF(QPointF(labelX, labelY), nowSize);
-    overlay.pieces.push_back({overlay.nowLine.united(QRectF(overlay.nowMarker, QSizeF(0, 0))
-                                                          .adjusted(-7, -7, 7, 7)),
-                              {},
-                              0});
+    overlay.pieces.push_back(
+        {overlay.nowLine.united(QRectF(overlay.nowMarker, QSizeF(0, 0)).adjusted(-7, -7, 7, 7)),
+         {},
+         0});
     overlay.pieces.push_back({overlay.nowLabelRect.adjusted(-1, -1, 1, 1), overlay.nowLabel, 0});
 
     // A selected point that cannot move says why, at the top of the plot.
@@ -237,8 +260,8 @@ CurveGraphView::Overlay CurveGraphView::layoutOverlay() const {
         overlay.notice = qtext(L10n::text(L10nKey::crowdedPoint, store_.language()));
         const QSizeF size = tagSize(metrics, overlay.notice);
         const double width = std::min(size.width(), plot.width);
-        overlay.noticeRect = QRectF(plot.minX() + (plot.width - width) / 2.0, plot.minY() + 8,
-                                    width, size.height());
+        overlay.noticeRect =
+            QRectF(plot.minX() + (plot.width - width) / 2.0, plot.minY() + 8, width, size.height());
     }
     overlay.pieces.push_back({overlay.noticeRect.adjusted(-1, -1, 1, 1), overlay.notice, 0});
     return overlay;
@@ -271,8 +294,7 @@ void CurveGraphView::renderBackdrop() {
 
     // Where the temperature has been, behind everything else.
     painter.setPen(Qt::NoPen);
-    for (const GraphOverlayColumn& column :
-         geometry.overlayColumns(store_.visibleThermalDistribution())) {
+    for (const GraphOverlayColumn& column : geometry.overlayColumns(histogram())) {
         painter.setBrush(withAlpha(accent, column.columnOpacity));
         painter.drawRect(toQt(column.column));
         painter.setBrush(withAlpha(accent, column.barOpacity));
@@ -290,17 +312,17 @@ void CurveGraphView::renderBackdrop() {
         painter.setPen(labelInk);
         const QString label = qtext(Formatters::temperature(tick.value));
         const double width = metrics.horizontalAdvance(label);
-        painter.drawText(QRectF(tick.position - width / 2 - 2, plot.bottom() + 6, width + 4,
-                                metrics.height()),
-                         Qt::AlignCenter, label);
+        painter.drawText(
+            QRectF(tick.position - width / 2 - 2, plot.bottom() + 6, width + 4, metrics.height()),
+            Qt::AlignCenter, label);
     }
     for (const GraphAxisTick& tick : geometry.rpmTicks()) {
         painter.setPen(QPen(gridInk, 1));
         painter.drawLine(QPointF(plot.left(), tick.position), QPointF(plot.right(), tick.position));
         painter.setPen(labelInk);
-        painter.drawText(QRectF(0, tick.position - metrics.height() / 2, plot.left() - 8,
-                                metrics.height()),
-                         Qt::AlignRight | Qt::AlignVCenter, qtext(Formatters::rpm(tick.value)));
+        painter.drawText(
+            QRectF(0, tick.position - metrics.height() / 2, plot.left() - 8, metrics.height()),
+            Qt::AlignRight | Qt::AlignVCenter, qtext(Formatters::rpm(tick.value)));
     }
     painter.setPen(QPen(withAlpha(ink, 0.28), 1));
     painter.setBrush(Qt::NoBrush);
@@ -318,11 +340,22 @@ void CurveGraphView::renderBackdrop() {
     painter.save();
     painter.translate(8 + titleMetrics.ascent(), plot.center().y());
     painter.rotate(-90);
-    painter.drawText(QRectF(-plot.height() / 2, -titleMetrics.ascent(), plot.height(),
-                            titleMetrics.height()),
-                     Qt::AlignCenter, qtext(L10n::text(L10nKey::fanSpeed, language)));
+    painter.drawText(
+        QRectF(-plot.height() / 2, -titleMetrics.ascent(), plot.height(), titleMetrics.height()),
+        Qt::AlignCenter, qtext(L10n::text(L10nKey::fanSpeed, language)));
     painter.restore();
     painter.setFont(smallFont(*this));
+
+    // A legend for the curve line, in the top margin at the right.
+    const QString legend = qtext(L10n::text(L10nKey::curve, language));
+    const double legendWidth = metrics.horizontalAdvance(legend);
+    const double legendY = (plot.top() - metrics.height()) / 2;
+    painter.setPen(withAlpha(ink, 0.7));
+    painter.drawText(QRectF(plot.right() - legendWidth, legendY, legendWidth, metrics.height()),
+                     Qt::AlignCenter, legend);
+    painter.setPen(QPen(accent, 3, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(QPointF(plot.right() - legendWidth - 26, legendY + metrics.height() / 2),
+                     QPointF(plot.right() - legendWidth - 8, legendY + metrics.height() / 2));
 
     // Below the threshold the fan is left to the system.
     if (const auto band = geometry.fanOffBand(profile)) {
@@ -584,8 +617,9 @@ bool CurveGraphView::focusNextPrevChild(bool next) {
     // Tab walks through the points first, then on to the next control.
     const std::vector<WindlarkPoint> points = pointsInOrder();
     if (selected_ && hasFocus()) {
-        const auto current = std::find_if(points.begin(), points.end(),
-                                          [&](const WindlarkPoint& p) { return p.id == *selected_; });
+        const auto current =
+            std::find_if(points.begin(), points.end(),
+                         [&](const WindlarkPoint& p) { return p.id == *selected_; });
         if (current != points.end()) {
             const auto index = current - points.begin();
             const auto target = index + (next ? 1 : -1);

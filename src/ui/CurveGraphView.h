@@ -14,12 +14,11 @@
 #include <QString>
 #include <QStringList>
 #include <QWidget>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
 namespace windlark {
-
-
 
 // The fan curve over its two axes, shaded by where the temperature has been. Points are
 // dragged with the pointer or moved with the arrow keys (Tab selects them in turn, Return
@@ -70,7 +69,7 @@ private:
         qreal pixelRatio = 1.0;
         WindlarkAxis temperatureAxis;
         WindlarkAxis rpmAxis;
-        std::vector<double> bins;
+        std::vector<int> histogram; // bar heights in pixels and shades in 1/255
         bool isFanOffEnabled = false;
         double fanOffThresholdC = 0.0;
         double safetyLimitC = 0.0;
@@ -107,8 +106,23 @@ private:
         std::vector<Piece> pieces;
     };
 
+    // What the histogram of the visible window depends on. The store rebuilds its histogram
+    // whenever a reading moves the window's end, which every edit does; the graph asks for
+    // it again only when a sample came or went, the window or the axis changed, or two
+    // seconds passed (old samples leave the window even without new ones).
+    struct HistogramStamp {
+        std::size_t sampleCount = 0;
+        std::optional<Timestamp> lastSampleAt;
+        ThermalHistoryWindow window = ThermalHistoryWindow::thirtyMinutes;
+        WindlarkAxis temperatureAxis;
+        std::int64_t period = 0;
+
+        bool operator==(const HistogramStamp&) const = default;
+    };
+
     void storeChanged();
-    [[nodiscard]] BackdropKey backdropKey() const;
+    [[nodiscard]] const ThermalDistribution& histogram();
+    [[nodiscard]] BackdropKey backdropKey();
     [[nodiscard]] Overlay layoutOverlay() const;
     void relayout();
     void renderBackdrop();
@@ -125,6 +139,8 @@ private:
     QPointF pressPosition_;
     QPointer<CurvePointEditorSheet> sheet_;
 
+    std::optional<HistogramStamp> histogramStamp_;
+    ThermalDistribution histogram_;
     BackdropKey backdropKey_;
     bool hasBackdrop_ = false;
     QPixmap backdrop_;

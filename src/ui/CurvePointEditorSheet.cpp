@@ -117,8 +117,8 @@ void CurvePointEditorSheet::refresh() {
     temperatureAllowed_->setVisible(bounds.has_value());
     rpmAllowed_->setVisible(bounds.has_value());
     if (bounds) {
-        temperatureAllowed_->setText(allowed(bounds->temperature.lower, bounds->temperature.upper,
-                                             Formatters::temperature));
+        temperatureAllowed_->setText(
+            allowed(bounds->temperature.lower, bounds->temperature.upper, Formatters::temperature));
         rpmAllowed_->setText(allowed(bounds->rpm.lower, bounds->rpm.upper, Formatters::rpm));
     }
     // A point squeezed between close neighbours takes no values at all; say so instead of
@@ -130,8 +130,8 @@ void CurvePointEditorSheet::refresh() {
 }
 
 void CurvePointEditorSheet::save() {
-    const double temperatureC = parseTypedNumber(temperatureField_->text().toStdString())
-                                    .value_or(initialTemperatureC_);
+    const double temperatureC =
+        parseTypedNumber(temperatureField_->text().toStdString()).value_or(initialTemperatureC_);
     const double rpm = parseTypedNumber(rpmField_->text().toStdString()).value_or(initialRPM_);
     // The store keeps the values within the point's bounds.
     store_.updatePoint(pointID_, temperatureC, rpm);

@@ -67,7 +67,7 @@ void setTextIfChanged(QLabel* label, const QString& text) {
 QLabel* StatusSidebarView::addSectionTitle(QVBoxLayout* layout) {
     auto* title = new QLabel(this);
     EditorStyle::makeTitle(title);
-    layout->addSpacing(3);
+    layout->addSpacing(7);
     layout->addWidget(title);
     return title;
 }
@@ -142,6 +142,31 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     adminDetectButton_ = addButton(layout);
     connect(adminDetectButton_, &QPushButton::clicked, this,
             [this] { store_.refreshHardwareCapabilitiesAsAdmin(true); });
+    hardwareNote_ = new QLabel(this);
+    EditorStyle::makeSecondary(hardwareNote_);
+    layout->addWidget(hardwareNote_);
+    sensorTitle_ = new QLabel(this);
+    sensorPicker_ = new QComboBox(this);
+    sensorPicker_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    auto* sensorRow = new QHBoxLayout;
+    sensorRow->addWidget(sensorTitle_);
+    sensorRow->addWidget(sensorPicker_, 1);
+    layout->addLayout(sensorRow);
+    connect(sensorPicker_, &QComboBox::activated, this, [this](int index) {
+        if (temperatureSensorPicker_ == nullptr) {
+            return;
+        }
+        // The first entry is the default; the others are the sensors by id.
+        const auto position = static_cast<std::size_t>(index);
+        temperatureSensorPicker_->chooseTemperatureSensor(
+            index > 0 && position <= sensorIds_.size()
+                ? std::optional<std::string>(sensorIds_[position - 1])
+                : std::nullopt);
+        store_.refreshSnapshot();
+    });
+    sensorNotice_ = new QLabel(this);
+    sensorNotice_->setWordWrap(true);
+    layout->addWidget(sensorNotice_);
     useHardwareRangeButton_ = addButton(layout);
     connect(useHardwareRangeButton_, &QPushButton::clicked, this,
             [this] { store_.applyDetectedHardwareRange(); });
@@ -216,6 +241,84 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
 
 StatusSidebarView::~StatusSidebarView() = default;
 
+void StatusSidebarView::setTemperatureSensorPicker(TemperatureSensorPicker* picker) {
+    temperatureSensorPicker_ = picker;
+    sensorIds_.clear();
+    sensorPicker_->clear();
+    refresh();
+}
+
+void StatusSidebarView::refreshSensors() {
+    const auto text = [this](L10nKey key) { return qtext(store_, key); };
+    TemperatureSensorPicker* picker = temperatureSensorPicker_;
+    const bool hasPicker = picker != nullptr;
+    // Where the readings come from, and what this computer allows.
+    QString note;
+    if (hasPicker) {
+        note = text(L10nKey::realHardwareRunning) + QStringLiteral(". ") +
+               text(L10nKey::readOnlyHardware);
+        if (store_.hardwareCapabilities().fanCount == 0) {
+            note += QStringLiteral(" ") + text(L10nKey::noFanVisible);
+        }
+    } else if (store_.isSimulatedMachine()) {
+        note = text(L10nKey::simulatedHardwareRunning);
+    }
+    setTextIfChanged(hardwareNote_, note);
+    setShown(hardwareNote_, !note.isEmpty());
+    setShown(sensorTitle_, hasPicker);
+    setShown(sensorPicker_, hasPicker);
+    if (!hasPicker) {
+        setShown(sensorNotice_, false);
+        return;
+    }
+
+    sensorTitle_->setText(text(L10nKey::temperatureSensor));
+    const std::vector<TemperatureSensorChoice> sensors = picker->temperatureSensors();
+    std::vector<std::string> ids;
+    QString defaultLabel = text(L10nKey::none);
+    for (const TemperatureSensorChoice& sensor : sensors) {
+        ids.push_back(sensor.id);
+        if (sensor.isDefaultChoice) {
+            defaultLabel = qtext(sensor.label);
+        }
+    }
+    // The list is rebuilt only when the sensors change, so an open list stays open while
+    // the readings under it move.
+    if (ids != sensorIds_ || sensorPicker_->count() != static_cast<int>(ids.size()) + 1) {
+        sensorIds_ = ids;
+        sensorPicker_->clear();
+        sensorPicker_->addItem(QString());
+        for (std::size_t i = 0; i < ids.size(); ++i) {
+            sensorPicker_->addItem(QString());
+        }
+    }
+    sensorPicker_->setItemText(
+        0, qtext(L10n::format(L10nKey::defaultTemperatureSensor, store_.language(),
+                              {defaultLabel.toStdString()})));
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        const TemperatureSensorChoice& sensor = sensors[i];
+        QString item =
+            qtext(sensor.label) + QStringLiteral(" (") + qtext(sensor.chip) + QStringLiteral(")");
+        if (sensor.temperatureC) {
+            item += QStringLiteral("  ") + qtext(Formatters::temperature(*sensor.temperatureC));
+        }
+        sensorPicker_->setItemText(static_cast<int>(i) + 1, item);
+    }
+    const auto chosen = picker->chosenTemperatureSensor();
+    int current = 0;
+    for (std::size_t i = 0; chosen && i < ids.size(); ++i) {
+        if (ids[i] == *chosen) {
+            current = static_cast<int>(i) + 1;
+        }
+    }
+    sensorPicker_->setCurrentIndex(current);
+    // A saved choice that is gone is said once; the words stay until the next notice.
+    if (const auto notice = picker->takeSensorNotice(store_.language())) {
+        sensorNotice_->setText(qtext(*notice));
+    }
+    setShown(sensorNotice_, !sensorNotice_->text().isEmpty());
+}
+
 void StatusSidebarView::refresh() {
     const auto text = [this](L10nKey key) { return qtext(store_, key); };
     const ThermalSnapshot& snapshot = store_.snapshot();
@@ -243,12 +346,18 @@ void StatusSidebarView::refresh() {
     testButton_->setText(text(L10nKey::testCurveTarget));
     setShown(testButton_, store_.shouldShowCurveTargetTestAction());
 
-    hardwareTitle_->setText(text(L10nKey::hardwareRange));
-    setTextIfChanged(hardwareRange_,
-                     qtext(L10n::format(L10nKey::range, store_.language(),
-                                        {store_.hardwareRangeText()})));
-    setTextIfChanged(hardwareDetail_, text(L10nKey::detectedRange) + QStringLiteral(": ") +
-                                          qtext(store_.hardwareDetailText()));
+    const FanHardwareCapabilities& capabilities = store_.hardwareCapabilities();
+    hardwareTitle_->setText(capabilities.isUnsupported()
+                                ? text(L10nKey::hardwareRange) + QStringLiteral(" · ") +
+                                      text(L10nKey::unsupported)
+                                : text(L10nKey::hardwareRange));
+    setTextIfChanged(hardwareRange_, qtext(L10n::format(L10nKey::range, store_.language(),
+                                                        {store_.hardwareRangeText()})));
+    setTextIfChanged(
+        hardwareDetail_,
+        text(L10nKey::detectedRange) + QStringLiteral(": ") +
+            (capabilities.hasRPMAxis() ? qtext(store_.hardwareDetailText()) : text(L10nKey::none)));
+    refreshSensors();
     detectAgainButton_->setText(text(L10nKey::detectAgain));
     adminDetectButton_->setText(text(L10nKey::readOnlyAdminDetect));
     const bool showsDetection = store_.shouldShowHardwareDetectionActions();
@@ -266,7 +375,7 @@ void StatusSidebarView::refresh() {
     while (requirements_.size() < plan.requirements.size()) {
         auto* row = new QHBoxLayout;
         row->setSpacing(8);
-        Requirement requirement{new QLabel(this), new QLabel(this)};
+        Requirement requirement{new QLabel(this), new QLabel(this), std::nullopt};
         requirement.mark->setFixedSize(14, 14);
         requirement.title->setWordWrap(true);
         QFont small = requirement.title->font();
@@ -283,7 +392,11 @@ void StatusSidebarView::refresh() {
         setShown(requirements_[i].title, exists);
         if (exists) {
             const FanWriteRequirement& requirement = plan.requirements[i];
-            requirements_[i].mark->setPixmap(requirementMark(requirement.isSatisfied, ink));
+            // A new picture relays out the column, so only when the mark changes.
+            if (requirements_[i].isSatisfied != requirement.isSatisfied) {
+                requirements_[i].isSatisfied = requirement.isSatisfied;
+                requirements_[i].mark->setPixmap(requirementMark(requirement.isSatisfied, ink));
+            }
             setTextIfChanged(requirements_[i].title, qtext(requirement.title));
         }
     }

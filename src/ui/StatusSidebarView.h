@@ -1,9 +1,12 @@
 #pragma once
 
+#include "hardware/TemperatureSensorPicker.h"
 #include "store/WindlarkStore.h"
 #include "support/CancellationHandle.h"
 
 #include <QWidget>
+#include <optional>
+#include <string>
 #include <vector>
 
 class QCheckBox;
@@ -25,6 +28,11 @@ public:
     ~StatusSidebarView() override;
 
     [[nodiscard]] QComboBox* languagePicker() const { return languagePicker_; }
+    [[nodiscard]] QComboBox* sensorPicker() const { return sensorPicker_; }
+
+    // This computer's own sensors, when the hardware has several temperatures to choose
+    // from (null: none, as on a Mac or the simulation). Not owned; must outlive the view.
+    void setTemperatureSensorPicker(TemperatureSensorPicker* picker);
 
 private:
     struct Reading {
@@ -34,9 +42,11 @@ private:
     struct Requirement {
         QLabel* mark;
         QLabel* title;
+        std::optional<bool> isSatisfied; // as the mark shows it
     };
 
     void refresh();
+    void refreshSensors();
     Reading addReading(QVBoxLayout* section);
     QLabel* addSectionTitle(QVBoxLayout* layout);
     QPushButton* addButton(QVBoxLayout* section);
@@ -58,6 +68,12 @@ private:
     QLabel* hardwareTitle_;
     QLabel* hardwareRange_;
     QLabel* hardwareDetail_;
+    QLabel* hardwareNote_;
+    QLabel* sensorTitle_;
+    QComboBox* sensorPicker_;
+    QLabel* sensorNotice_;
+    TemperatureSensorPicker* temperatureSensorPicker_ = nullptr;
+    std::vector<std::string> sensorIds_; // the picker's entries after the default
     QPushButton* detectAgainButton_;
     QPushButton* adminDetectButton_;
     QPushButton* useHardwareRangeButton_;

@@ -67,44 +67,54 @@ public:
         std::shared_ptr<MainLoop> loop_;
     };
 
+    // In virtual time: `run` moves the clock and fires the 2-second tick.
     explicit SimulatedEditorStore(WindlarkStoreOptions options = {})
         : clock(std::make_shared<ManualClock>())
-        , mainLoop(std::make_shared<ManualMainLoop>(clock.get()))
-        , leaseQueue(std::make_shared<ManualSerialQueue>())
-        , backgroundQueue(std::make_shared<ManualSerialQueue>())
-        , loginItem(std::make_shared<LoginItem>()) {
-        SimulatedMachine::ParseResult parsed = SimulatedMachine::parse(machineDocument, clock);
+        , mainLoop(std::make_shared<ManualMainLoop>(clock.get())) {
+        start(clock, mainLoop, std::move(options));
+    }
+
+    // On a real clock and main loop, as the running application has them.
+    SimulatedEditorStore(std::shared_ptr<const Clock> liveClock, std::shared_ptr<MainLoop> liveLoop,
+                         WindlarkStoreOptions options = {}) {
+        start(std::move(liveClock), std::move(liveLoop), std::move(options));
+    }
+
+    // Runs the control loop for `seconds` of virtual time, a tick every 2 s.
+    void run(double seconds) { mainLoop->advance(seconds); }
+
+    std::shared_ptr<ManualClock> clock;       // absent on a real clock
+    std::shared_ptr<ManualMainLoop> mainLoop; // absent on a real main loop
+    std::shared_ptr<ManualSerialQueue> leaseQueue = std::make_shared<ManualSerialQueue>();
+    std::shared_ptr<ManualSerialQueue> backgroundQueue = std::make_shared<ManualSerialQueue>();
+    std::shared_ptr<LoginItem> loginItem = std::make_shared<LoginItem>();
+    std::shared_ptr<SimulatedMachine> machine;
+    std::unique_ptr<WindlarkStore> store;
+
+private:
+    void start(std::shared_ptr<const Clock> storeClock, std::shared_ptr<MainLoop> loop,
+               WindlarkStoreOptions options) {
+        SimulatedMachine::ParseResult parsed = SimulatedMachine::parse(machineDocument, storeClock);
         if (!parsed.machine) {
             throw std::runtime_error(parsed.error);
         }
         machine = parsed.machine;
         const HardwareEnvironment environment =
-            HardwareEnvironment::simulated(machine, nullptr, clock);
+            HardwareEnvironment::simulated(machine, nullptr, storeClock);
         const SimulatedHelper helper(SimulatedHelperConfiguration{}, machine);
 
         WindlarkStoreServices services;
         services.controller = HardwareDiagnostics::makeSMCFanHardwareController(environment);
         services.helperClient = std::make_shared<BundledPrivilegedHelperClient>(helper.services());
         services.loginItemController = loginItem;
-        services.updateChecker = std::make_shared<UpdateChecker>(mainLoop);
-        services.clock = clock;
-        services.mainLoop = mainLoop;
+        services.updateChecker = std::make_shared<UpdateChecker>(loop);
+        services.clock = std::move(storeClock);
+        services.mainLoop = std::move(loop);
         services.curveLeaseQueue = leaseQueue;
         services.backgroundQueue = backgroundQueue;
         services.isSimulatedMachine = true;
         store = std::make_unique<WindlarkStore>(std::move(services), std::move(options));
     }
-
-    // Runs the control loop for `seconds` of virtual time, a tick every 2 s.
-    void run(double seconds) { mainLoop->advance(seconds); }
-
-    std::shared_ptr<ManualClock> clock;
-    std::shared_ptr<ManualMainLoop> mainLoop;
-    std::shared_ptr<ManualSerialQueue> leaseQueue;
-    std::shared_ptr<ManualSerialQueue> backgroundQueue;
-    std::shared_ptr<LoginItem> loginItem;
-    std::shared_ptr<SimulatedMachine> machine;
-    std::unique_ptr<WindlarkStore> store;
 };
 
 } // namespace windlark

@@ -122,6 +122,14 @@ TEST(CurveGraphGeometry, TicksAreRoundValuesOnTheAxis) {
         narrowValues.push_back(tick.value);
     }
     EXPECT_EQ(narrowValues, (std::vector<double>{42, 44, 46, 48, 50, 52, 54}));
+    WindlarkProfile shortAxis = kBalanced;
+    shortAxis.rpmAxis.minimum = 1200;
+    shortAxis.rpmAxis.maximum = 2200;
+    std::vector<double> shortValues;
+    for (const GraphAxisTick& tick : geometry(1280, 820, shortAxis).rpmTicks()) {
+        shortValues.push_back(tick.value);
+    }
+    EXPECT_EQ(shortValues, (std::vector<double>{1200, 1400, 1600, 1800, 2000, 2200}));
     WindlarkProfile huge = kBalanced;
     huge.rpmAxis.minimum = -1e9;
     huge.rpmAxis.maximum = 1e9;
@@ -151,13 +159,17 @@ TEST(CurveGraphGeometry, PressesFindTheNearestPointWithinReach) {
         double dx, dy;
         bool hits;
     };
-    const Case cases[] = {{0, 0, true}, {13.9, 0, true}, {0, -13.9, true},
-                          {14.1, 0, false}, {10, 10, false}};
+    const Case cases[] = {
+        {0, 0, true}, {13.9, 0, true}, {0, -13.9, true}, {14.1, 0, false}, {10, 10, false}};
     for (const Case& c : cases) {
         const auto hit = g.pointAt(profile, {centre.x + c.dx, centre.y + c.dy});
         EXPECT_EQ(hit, c.hits ? std::optional(second.id) : std::nullopt) << c.dx << "," << c.dy;
     }
-    // Two circles overlapping: the nearer centre wins, whichever comes first in the list.
+    // Two circles on the same spot: the first listed wins. Overlapping: the nearer centre
+    // wins, whichever comes first in the list.
+    profile.points[2].temperatureC = second.temperatureC;
+    profile.points[2].rpm = second.rpm;
+    EXPECT_EQ(g.pointAt(profile, centre), second.id);
     profile.points[2].temperatureC = second.temperatureC + 0.5;
     profile.points[2].rpm = second.rpm;
     const double apart = g.x(second.temperatureC + 0.5) - centre.x;
@@ -182,10 +194,10 @@ TEST(CurveGraphGeometry, ArrowStepsMoveByOneDegreeOrFiftyRPMWithinTheBounds) {
         GraphValue expected;
     };
     const Case cases[] = {
-        {1, 1, 0, {53, 2100}},  {1, -1, 0, {51, 2100}}, {1, 0, 1, {52, 2150}},
-        {1, 0, -1, {52, 2050}}, {1, 30, 0, {67, 2100}}, // stops 1 C short of 68
-        {1, -30, 0, {36, 2100}},                        // and of 35
-        {0, -10, -10, {30, 1200}},                      // the axis ends
+        {1, 1, 0, {53, 2100}},     {1, -1, 0, {51, 2100}}, {1, 0, 1, {52, 2150}},
+        {1, 0, -1, {52, 2050}},    {1, 30, 0, {67, 2100}}, // stops 1 C short of 68
+        {1, -30, 0, {36, 2100}},                           // and of 35
+        {0, -10, -10, {30, 1200}},                         // the axis ends
         {4, 10, 10, {100, 6200}},
     };
     for (const Case& c : cases) {
@@ -207,14 +219,27 @@ TEST(CurveGraphGeometry, TypedNumbersAcceptUnitsAndCommasButNothingElse) {
         std::optional<double> expected;
     };
     const Case cases[] = {
-        {"65", 65},          {" 65.5 ", 65.5},      {"65 C", 65},        {"65\xC2\xB0"
-                                                                           "C",
-                                                                           65},
-        {"-3c", -3},         {"+4", 4},             {"2100 RPM", 2100},  {"2100rpm", 2100},
-        {"45,5", 45.5},      {"1,200", 1200},       {"12,500.5", 12500.5},
-        {"", std::nullopt},  {"abc", std::nullopt}, {"65 F", std::nullopt},
-        {"6 5", std::nullopt}, {"inf", std::nullopt}, {"nan", std::nullopt},
-        {"1e400", std::nullopt}, {"C", std::nullopt},
+        {"65", 65},
+        {" 65.5 ", 65.5},
+        {"65 C", 65},
+        {"65\xC2\xB0"
+         "C",
+         65},
+        {"-3c", -3},
+        {"+4", 4},
+        {"2100 RPM", 2100},
+        {"2100rpm", 2100},
+        {"45,5", 45.5},
+        {"1,200", 1200},
+        {"12,500.5", 12500.5},
+        {"", std::nullopt},
+        {"abc", std::nullopt},
+        {"65 F", std::nullopt},
+        {"6 5", std::nullopt},
+        {"inf", std::nullopt},
+        {"nan", std::nullopt},
+        {"1e400", std::nullopt},
+        {"C", std::nullopt},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(parseTypedNumber(c.text), c.expected) << c.text;

@@ -1,0 +1,350 @@
+#include "fakes/SimulatedEditorStore.h"
+#include "store/CurveGraphGeometry.h"
+#include "text/L10n.h"
+#include "ui/AxisSettingsView.h"
+#include "ui/ContentView.h"
+#include "ui/CurveGraphView.h"
+#include "ui/CurvePointEditorSheet.h"
+#include "ui/EditorStyle.h"
+#include "ui/NumberField.h"
+#include "ui/StatusSidebarView.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <gtest/gtest.h>
+#include <memory>
+#include <set>
+#include <utility>
+
+namespace windlark {
+namespace {
+
+// The simulated Mac's fan runs 1000...4900 RPM, so the balanced curve reads
+// 35/1400, 52/2100, 68/3400, 82/4900, 94/4900 on the 30...100 C axis.
+struct Editor {
+    SimulatedEditorStore simulation;
+    WindlarkStore& store = *simulation.store;
+
+    [[nodiscard]] WindlarkPoint point(std::size_t index) const {
+        return store.profile().sortedPoints().at(index);
+    }
+};
+
+QPoint centreOf(const CurveGraphView& graph, const WindlarkStore& store, const WindlarkPoint& p) {
+    const CurveGraphGeometry geometry(graph.width(), graph.height(),
+                                      store.profile().temperatureAxis, store.profile().rpmAxis);
+    const GraphPoint centre = geometry.position(p.temperatureC, p.rpm);
+    return QPointF(centre.x, centre.y).toPoint();
+}
+
+void drag(CurveGraphView& graph, QPoint from, QPoint to) {
+    QTest::mousePress(&graph, Qt::LeftButton, Qt::NoModifier, from);
+    // Past the platform's drag threshold first, then to the end in a few steps.
+    for (int step = 1; step <= 4; ++step) {
+        QTest::mouseMove(&graph, from + (to - from) * step / 4);
+    }
+    QTest::mouseRelease(&graph, Qt::LeftButton, Qt::NoModifier, to);
+}
+
+TEST(CurveGraphView, DraggingBeyondThePlotStopsAtTheAxisEndsAndTheNeighbourBounds) {
+    struct Case {
+        std::size_t index;
+        QPoint target; // beyond the plot, which starts at (88, 34) and ends 36/62 before the edges
+        double temperatureC;
+        double rpm;
+    };
+    const Case cases[] = {
+        {0, {2, 2}, 30, 4900},   // the coldest point reaches the axis corner
+        {1, {2, 818}, 36, 1000}, // 1 C above its neighbour at 35, the RPM floor
+        {1, {1278, 400}, 67, 1000 + 3900 * 358.0 / 724}, // 1 C below 68, the RPM the height says
+        {4, {1278, 818}, 100, 1000},                     // the hottest point to the far corner
+    };
+    for (const Case& c : cases) {
+        Editor editor;
+        CurveGraphView graph(editor.store);
+        graph.resize(1280, 820);
+        graph.show();
+        const WindlarkPoint before = editor.point(c.index);
+        QTest::mouseMove(&graph, {600, 300}); // to a spot in the plot, without a button
+        QTest::qWait(1);
+        const int backdrops = graph.backdropRenderCount();
+        // A click that wobbles less than the platform's drag distance moves nothing.
+        const QPoint centre = centreOf(graph, editor.store, before);
+        QTest::mousePress(&graph, Qt::LeftButton, Qt::NoModifier, centre);
+        QTest::mouseMove(&graph, centre + QPoint(2, 1));
+        QTest::mouseRelease(&graph, Qt::LeftButton, Qt::NoModifier, centre + QPoint(2, 1));
+        EXPECT_EQ(editor.point(c.index), before);
+
+        drag(graph, centre, c.target);
+        const auto* after = &editor.store.profile().points[0];
+        for (const WindlarkPoint& p : editor.store.profile().points) {
+            if (p.id == before.id) {
+                after = &p;
+            }
+        }
+        EXPECT_EQ(after->temperatureC, c.temperatureC) << c.index;
+        EXPECT_NEAR(after->rpm, c.rpm, 1e-9) << c.index;
+        // A drag repaints the curve, never the cached grid and histogram.
+        QApplication::processEvents();
+        EXPECT_EQ(graph.backdropRenderCount(), backdrops);
+    }
+}
+
+TEST(CurveGraphView, CrowdedPointsAreSelectedButNeverMovedAndTheGraphSaysWhy) {
+    Editor editor;
+    // Raising the axis minimum to 90 C clamps the four coldest points onto it; the first of
+    // them has no room at all (the axis end on one side, a neighbour on the other).
+    editor.store.updateTemperatureAxis(90, std::nullopt);
+    CurveGraphView graph(editor.store);
+    graph.resize(1280, 820);
+    graph.show();
+    const WindlarkPoint crowded = editor.point(0);
+    ASSERT_FALSE(editor.store.profile().editingBounds(crowded.id).has_value());
+
+    const std::vector<WindlarkPoint> before = editor.store.profile().points;
+    drag(graph, centreOf(graph, editor.store, crowded), {700, 300});
+    EXPECT_EQ(graph.selectedPoint(), crowded.id);
+    QTest::keyClick(&graph, Qt::Key_Left);
+    QTest::keyClick(&graph, Qt::Key_Up);
+    EXPECT_EQ(editor.store.profile().points, before);
+    EXPECT_TRUE(
+        graph.paintedTexts().contains(EditorStyle::qtext(editor.store, L10nKey::crowdedPoint)));
+
+    graph.selectPoint(editor.point(4).id);
+    EXPECT_FALSE(
+        graph.paintedTexts().contains(EditorStyle::qtext(editor.store, L10nKey::crowdedPoint)));
+}
+
+TEST(CurveGraphView, ArrowKeysStepTheSelectedPointAndStopAtItsBounds) {
+    struct Case {
+        Qt::Key key;
+        int presses;
+        double temperatureC;
+        double rpm;
+    };
+    // The second point, 52 C / 2100 RPM, between 35 C and 68 C.
+    const Case cases[] = {
+        {Qt::Key_Right, 1, 53, 2100}, {Qt::Key_Left, 1, 51, 2100},   {Qt::Key_Up, 1, 52, 2150},
+        {Qt::Key_Down, 2, 52, 2000},  {Qt::Key_Right, 40, 67, 2100}, {Qt::Key_Left, 40, 36, 2100},
+        {Qt::Key_Up, 100, 52, 4900},  {Qt::Key_Down, 100, 52, 1000},
+    };
+    for (const Case& c : cases) {
+        Editor editor;
+        CurveGraphView graph(editor.store);
+        graph.resize(900, 520);
+        graph.show();
+        graph.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&graph));
+        graph.clearFocus();
+        graph.setFocus(Qt::TabFocusReason);   // tabbing in selects the coldest point
+        QTest::keyClick(&graph, Qt::Key_Tab); // and Tab the next one
+        const WindlarkPoint second = editor.point(1);
+        ASSERT_EQ(graph.selectedPoint(), second.id);
+        for (int i = 0; i < c.presses; ++i) {
+            QTest::keyClick(&graph, c.key);
+        }
+        EXPECT_EQ(editor.point(1).id, second.id);
+        EXPECT_EQ(editor.point(1).temperatureC, c.temperatureC) << c.key << " x" << c.presses;
+        EXPECT_EQ(editor.point(1).rpm, c.rpm) << c.key << " x" << c.presses;
+    }
+}
+
+TEST(CurvePointEditorSheet, TypedValuesAreSavedClampedAndNonNumbersKeepThePoint) {
+    struct Case {
+        const char* temperature;
+        const char* rpm;
+        double temperatureC;
+        double expectedRPM;
+    };
+    // The second point may take 36...67 C and 1000...4900 RPM.
+    const Case cases[] = {
+        {"200", "9000", 67, 4900},   {"-5", "-5", 36, 1000},           {"abc", "2500", 52, 2500},
+        {"60 C", "1,500", 60, 1500}, {"44,5", "3000 RPM", 44.5, 3000},
+    };
+    for (const Case& c : cases) {
+        Editor editor;
+        CurveGraphView graph(editor.store);
+        graph.resize(900, 520);
+        graph.show();
+        const Uuid id = editor.point(1).id;
+        // The point's value label sits just above it; a click there opens the sheet.
+        QTest::mouseClick(&graph, Qt::LeftButton, Qt::NoModifier,
+                          centreOf(graph, editor.store, editor.point(1)) - QPoint(0, 26));
+        CurvePointEditorSheet* sheet = graph.pointEditor();
+        ASSERT_NE(sheet, nullptr);
+        EXPECT_EQ(sheet->pointID(), id);
+        EXPECT_EQ(sheet->temperatureField()->text(), "52");
+        sheet->temperatureField()->setText(QString::fromUtf8(c.temperature));
+        sheet->rpmField()->setText(QString::fromUtf8(c.rpm));
+        QTest::mouseClick(sheet->saveButton(), Qt::LeftButton);
+        EXPECT_EQ(editor.point(1).temperatureC, c.temperatureC) << c.temperature;
+        EXPECT_EQ(editor.point(1).rpm, c.expectedRPM) << c.rpm;
+    }
+
+    // Cancel changes nothing; closing the window under an open sheet keeps what was saved.
+    Editor editor;
+    auto graph = std::make_unique<CurveGraphView>(editor.store);
+    graph->show();
+    const WindlarkProfile before = editor.store.profile();
+    CurvePointEditorSheet* sheet = graph->openPointEditor(editor.point(2).id);
+    sheet->temperatureField()->setText("70");
+    QTest::mouseClick(sheet->cancelButton(), Qt::LeftButton);
+    EXPECT_EQ(editor.store.profile(), before);
+    graph->openPointEditor(editor.point(2).id)->temperatureField()->setText("70");
+    graph.reset();
+    EXPECT_EQ(editor.store.profile(), before);
+}
+
+TEST(AxisSettingsView, FieldsRefuseTextThatIsNoNumberAndKeepTheProfileRules) {
+    struct Case {
+        NumberField* (AxisSettingsView::*field)() const;
+        const char* typed;
+        QString shown; // what the field shows afterwards
+    };
+    const Case cases[] = {
+        {&AxisSettingsView::temperatureMinimumField, "warm", "30"},
+        {&AxisSettingsView::temperatureMinimumField, "99", "95"}, // 5 C below the maximum
+        {&AxisSettingsView::temperatureMaximumField, "20 C", "35"},
+        {&AxisSettingsView::rpmMaximumField, "50", "1100"}, // 100 RPM above the minimum
+        {&AxisSettingsView::rpmMinimumField, "1.2.3", "1000"},
+        {&AxisSettingsView::safetyLimitField, "150", "100"},   // within the temperature axis
+        {&AxisSettingsView::fanOffThresholdField, "90", "85"}, // 1 C below the limit
+    };
+    for (const Case& c : cases) {
+        Editor editor;
+        editor.store.updateFanOffThresholdEnabled(true);
+        AxisSettingsView view(editor.store);
+        view.show();
+        QApplication::setActiveWindow(&view);
+        NumberField* field = (view.*c.field)();
+        field->setFocus();
+        field->selectAll();
+        QTest::keyClicks(field, QString::fromUtf8(c.typed));
+        QTest::keyClick(field, Qt::Key_Return);
+        EXPECT_EQ(field->text(), c.shown) << c.typed;
+    }
+}
+
+// Every text a person can see in the window: labels, buttons, pickers and what the graph
+// paints.
+std::multiset<QString> visibleTexts(const ContentView& view) {
+    std::multiset<QString> texts;
+    for (const QWidget* widget : view.findChildren<QWidget*>()) {
+        if (!widget->isVisibleTo(&view)) {
+            continue;
+        }
+        if (const auto* label = qobject_cast<const QLabel*>(widget)) {
+            texts.insert(label->text());
+        } else if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
+            texts.insert(button->text());
+        } else if (const auto* picker = qobject_cast<const QComboBox*>(widget)) {
+            texts.insert(picker->currentText());
+        }
+    }
+    for (const QString& text : view.graph()->paintedTexts()) {
+        texts.insert(text);
+    }
+    texts.erase(QString());
+    return texts;
+}
+
+TEST(ContentView, ChangingTheLanguageRetranslatesEveryVisibleText) {
+    Editor editor;
+    editor.simulation.run(20);
+    ContentView view(editor.store);
+    view.resize(1280, 820);
+    view.show();
+    const std::multiset<QString> english = visibleTexts(view);
+
+    editor.store.setLanguage(AppLanguage::japanese);
+    const std::multiset<QString> retranslated = visibleTexts(view);
+
+    // The same window built in Japanese from the start shows exactly the same texts.
+    ContentView fresh(editor.store);
+    fresh.resize(1280, 820);
+    fresh.show();
+    EXPECT_EQ(retranslated, visibleTexts(fresh));
+
+    // And no English text of the table is left where Japanese has its own.
+    std::set<QString> englishOnly;
+    for (const L10nKey key : allCases<L10nKey>) {
+        const std::string_view en = L10n::text(key, AppLanguage::english);
+        if (en != L10n::text(key, AppLanguage::japanese)) {
+            englishOnly.insert(EditorStyle::qtext(en));
+        }
+    }
+    std::size_t translated = 0;
+    for (const QString& text : english) {
+        translated += englishOnly.count(text);
+        EXPECT_EQ(englishOnly.count(text) * retranslated.count(text), 0U) << text.toStdString();
+    }
+    EXPECT_GT(translated, 20U);
+}
+
+TEST(ContentView, SaysPlainlyWhenTheMachineIsSimulated) {
+    Editor editor;
+    ContentView view(editor.store);
+    view.show();
+    EXPECT_EQ(visibleTexts(view).count(EditorStyle::qtext(editor.store, L10nKey::simulatedMachine)),
+              1U);
+}
+
+} // namespace
+} // namespace windlark
+
+namespace windlark {
+namespace {
+
+// Two processor temperatures, the second of them chosen once and then gone.
+class FakeSensorPicker final : public TemperatureSensorPicker {
+public:
+    std::vector<TemperatureSensorChoice> sensors{
+        {"k10temp#temp1", "k10temp", "Tctl", 51.0, true, true},
+        {"nvme#temp1", "nvme", "Composite", std::nullopt, false, false}};
+    std::optional<std::string> chosen;
+    std::optional<std::string> notice;
+
+    std::vector<TemperatureSensorChoice> temperatureSensors() override { return sensors; }
+    void chooseTemperatureSensor(const std::optional<std::string>& id) override { chosen = id; }
+    [[nodiscard]] std::optional<std::string> chosenTemperatureSensor() const override {
+        return chosen;
+    }
+    std::optional<std::string> takeSensorNotice(AppLanguage) override {
+        return std::exchange(notice, std::nullopt);
+    }
+};
+
+TEST(StatusSidebarView, OffersThisComputersSensorsWithTheDefaultFirst) {
+    Editor editor;
+    FakeSensorPicker picker;
+    ContentView view(editor.store);
+    view.setTemperatureSensorPicker(&picker);
+    view.show();
+    QComboBox* sensors = view.sidebar()->sensorPicker();
+    ASSERT_EQ(sensors->count(), 3);
+    EXPECT_EQ(sensors->itemText(0), "Default: Tctl");
+    EXPECT_EQ(sensors->itemText(1), "Tctl (k10temp)  51 C");
+    EXPECT_EQ(sensors->itemText(2), "Composite (nvme)");
+
+    sensors->activated(2);
+    EXPECT_EQ(picker.chosen, "nvme#temp1");
+    EXPECT_EQ(sensors->currentIndex(), 2);
+    sensors->activated(0);
+    EXPECT_EQ(picker.chosen, std::nullopt);
+
+    const std::string notice =
+        "The saved temperature sensor nvme#temp1 is not present; using Tctl.";
+    picker.notice = notice;
+    editor.simulation.run(2);
+    EXPECT_EQ(visibleTexts(view).count(QString::fromStdString(notice)), 1U);
+    EXPECT_EQ(
+        visibleTexts(view).count(EditorStyle::qtext(editor.store, L10nKey::temperatureSensor)), 1U);
+}
+
+} // namespace
+} // namespace windlark
