@@ -34,7 +34,7 @@ std::vector<std::string> hwmonReport(const HardwareEnvironment& environment,
     const auto controller = makeHwmonController(environment);
     std::vector<std::string> lines =
         AdminHardwareProbe::probeReportLines(controller->readCapabilities(), std::nullopt);
-    const std::string noSMC = "smcAbsent=this machine has no SMC; its fans and temperatures "
+    const std::string noSMC = "smcAbsent=this system reaches no SMC; its fans and temperatures "
                               "come from the kernel's hardware monitors";
     if (contains(arguments, "--smc-debug")) {
         lines.emplace_back("smcService=unavailable");

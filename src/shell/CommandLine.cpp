@@ -102,7 +102,9 @@ void printHelp(std::string_view programName, std::ostream& out) {
         << "Without a diagnostic option, starts the Windlark Mac menu-bar application.\n"
         << "\n"
         << "Application options:\n"
-        << "  --simulated-machine FILE  run on the simulated Mac described by FILE (JSON)\n"
+        << "  --simulated-machine FILE  run on the simulated Mac described by FILE (JSON), even "
+           "where\n"
+        << "                            this computer's own sensors could be read\n"
         << "  --help                    print this text and exit\n"
         << "  --version                 print the version and exit\n"
         << "\n"
@@ -125,9 +127,12 @@ void printHelp(std::string_view programName, std::ostream& out) {
         << "  --print-hardware          the fans, their RPM range and the support verdict\n"
         << "      --smc-diagnose-fallback  read the system's fan diagnostic when the SMC "
            "gives no range\n"
-        << "      --smc-debug             the SMC keys behind the report\n"
+        << "      --smc-debug             the SMC keys behind the report (or that there is no "
+           "SMC)\n"
         << "      --smc-write-debug       the SMC fan-control keys\n"
-        << "      --temperature-debug     every temperature sensor\n"
+        << "      --temperature-debug     every temperature sensor; on Linux with its id, and the "
+           "one\n"
+        << "                              that drives the curve marked\n"
         << "\n"
         << "Environment variables:\n"
         << "  WINDLARK_SMC_TARGET_RPM, WINDLARK_SMC_TARGET_DELTA\n"
@@ -138,7 +143,12 @@ void printHelp(std::string_view programName, std::ostream& out) {
         << "  WINDLARK_UPDATE_CHECK_URL HTTPS address of the update document\n"
         << "  WINDLARK_ALLOW_RUN_FROM_DMG  \"1\" lets the application run from a disk "
            "image\n"
-        << "  WINDLARK_SIMULATED_MACHINE   simulated Mac file, as --simulated-machine\n";
+        << "  WINDLARK_SIMULATED_MACHINE   simulated Mac file, as --simulated-machine\n"
+        << "\n"
+        << "On Linux the program reads the kernel's hardware monitors (through libsensors, with\n"
+        << "the labels and ignores of sensors.conf) when they show at least one temperature\n"
+        << "sensor, and runs the simulated Mac otherwise. It only reads: the fans keep their\n"
+        << "own control.\n";
     out.flush();
 }
 

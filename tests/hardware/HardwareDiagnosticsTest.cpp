@@ -137,7 +137,7 @@ TEST(HardwareDiagnostics, HwmonMachinesReportTheirOwnSensorsAndNoSMC) {
               (std::vector<std::string>{
                   "smcService=unavailable",
                   "smcFanControlKeyProbe=unavailable",
-                  "smcAbsent=this machine has no SMC; its fans and temperatures come from the "
+                  "smcAbsent=this system reaches no SMC; its fans and temperatures come from the "
                   "kernel's hardware monitors",
                   "temperatureTelemetry=hwmon sensors=2",
                   "temperaturePrimary=nil",

@@ -101,7 +101,7 @@ TEST(CommandLine, HelpAndVersionYieldToDiagnosticsAndTheMachineFileFollowsItsOpt
     for (const char* word :
          {"Usage: windlark-mac ", "--simulated-machine FILE", "--smc-matrix", "--lease-seconds",
           "--temperature-debug", "WINDLARK_SMC_TARGET_RPM", "WINDLARK_UPDATE_CHECK_URL",
-          "WINDLARK_ALLOW_RUN_FROM_DMG", "WINDLARK_SIMULATED_MACHINE"}) {
+          "WINDLARK_ALLOW_RUN_FROM_DMG", "WINDLARK_SIMULATED_MACHINE", "hardware monitors"}) {
         EXPECT_NE(out.str().find(word), std::string::npos) << word;
     }
 }
