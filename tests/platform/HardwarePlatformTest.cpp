@@ -65,6 +65,17 @@ TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
     fs::remove(machine);
     const auto helper = HelperPlatform::makeHelperClient(simulated, machine.string(), diagnostics);
     EXPECT_TRUE(helper->readHealth().hasHeartbeat);
+    // The command line's helper commands reach the same helper; other commands are not theirs.
+    const auto runHelperCommand = HelperPlatform::makeHelperCommandRunner(simulated, diagnostics);
+    std::ostringstream out;
+    EXPECT_EQ(runHelperCommand(DiagnosticCommand::helperPreflight, {}, out), 0);
+    EXPECT_NE(out.str().find("\nhelperHeartbeat=true\n"), std::string::npos) << out.str();
+    EXPECT_EQ(runHelperCommand(DiagnosticCommand::xpcManualTargetHold,
+                               {"--target-rpm", "2400", "--target-delta", "1"}, out),
+              2);
+    out.str("");
+    EXPECT_EQ(runHelperCommand(DiagnosticCommand::printHardware, {}, out), 0);
+    EXPECT_EQ(out.str(), "");
     EXPECT_EQ(diagnostics.str(), "");
 
     const fs::path broken = scratch.path() / "broken.json";
