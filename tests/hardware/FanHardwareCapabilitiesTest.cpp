@@ -51,6 +51,7 @@ TEST(FanHardwareCapabilities, NormalisingInitialiserFillsAggregatesAndLegacyFans
     EXPECT_EQ(unavailable.source, "Hardware range unavailable");
     EXPECT_EQ(unavailable.fanCount, 0);
     EXPECT_EQ(unavailable.detailText(), "Hardware range unavailable");
+    EXPECT_EQ(unavailable.rangeText(), "Unavailable");
 }
 
 TEST(FanHardwareCapabilities, FanAxisRangeAndLinkedTarget) {

@@ -33,6 +33,7 @@ TEST(MacHardwareModel, ReadsNamesFromTheRegistry) {
     EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(bytes("Caf\xc3\xa9"))), "Café");
     EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(std::string("\xc2\x85x \xc2\x9f"))),
               "x ");
+    EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(std::string("\n\x7f"))), "");
 }
 
 // Text from the registry and from child processes is shown and written on; only

@@ -63,10 +63,13 @@ TEST(SMCReadOnlyClient, ReadsKeysWithTwoCalls) {
     EXPECT_EQ(value->bytes.size(), 32U);
     EXPECT_EQ(value->dataType, "ch8*");
 
-    // The read asks for the size the info call reported.
+    // The info request carries the key and the command and nothing else (the driver reads
+    // every byte); the read asks for the size the info call reported.
     ASSERT_EQ(bus->requests.size(), 2U);
-    EXPECT_EQ(bus->requests[0].data8, 9);
-    EXPECT_EQ(bus->requests[0].key, 0x4C4F4E47U);
+    SMCKeyData info{};
+    info.key = 0x4C4F4E47U;
+    info.data8 = 9;
+    EXPECT_EQ(bus->requests[0], info);
     EXPECT_EQ(bus->requests[1].data8, 5);
     EXPECT_EQ(bus->requests[1].keyInfo.dataSize, 40U);
 

@@ -46,15 +46,25 @@ TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
             << '"' << c.xdgConfigHome << "\" \"" << c.home << '"';
     }
 
+    // The standard store follows the variables of this process.
     ScratchDirectory scratch;
-    const char* previous = std::getenv("XDG_CONFIG_HOME");
-    const std::optional<std::string> saved =
-        previous != nullptr ? std::optional<std::string>(previous) : std::nullopt;
+    std::optional<std::string> saved[2];
+    const char* names[2] = {"XDG_CONFIG_HOME", "HOME"};
+    for (int i : {0, 1}) {
+        const char* value = std::getenv(names[i]);
+        saved[i] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+    }
     ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
     makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
     EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
     EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
-    saved ? ::setenv("XDG_CONFIG_HOME", saved->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
+    ::unsetenv("XDG_CONFIG_HOME");
+    ::setenv("HOME", (scratch.path() / "home").c_str(), 1);
+    makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ko");
+    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "home/.config/windlark-mac/defaults.json"));
+    for (int i : {0, 1}) {
+        saved[i] ? ::setenv(names[i], saved[i]->c_str(), 1) : ::unsetenv(names[i]);
+    }
 }
 
 TEST(FileDefaultsStore, ValuesSurviveAReopenAndEverySaveReplacesTheFile) {

@@ -58,6 +58,14 @@ TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
     const fs::path machine = scratch.path() / "machine.json";
     fs::copy_file("examples/machines/mac-mini-one-fan.json", machine);
     std::ostringstream diagnostics;
+    // The variable names the file; without it (or a machine in it) the real, empty one.
+    ::setenv(HardwarePlatform::simulatedMachineVariable, machine.c_str(), 1);
+    EXPECT_TRUE(HardwarePlatform::makeHardwareEnvironment(diagnostics).simulatedMachine);
+    ::unsetenv(HardwarePlatform::simulatedMachineVariable);
+    const auto real = HardwarePlatform::makeHardwareEnvironment(diagnostics);
+    EXPECT_FALSE(real.simulatedMachine);
+    EXPECT_EQ(HardwareDiagnostics::printHardwareReport(real, {}).front(), "fanCount=0");
+    EXPECT_FALSE(HelperPlatform::makeHelperClient(real, diagnostics)->readHealth().isBundled);
     const auto simulated = HardwarePlatform::makeHardwareEnvironment(machine.string(), diagnostics);
     ASSERT_TRUE(simulated.simulatedMachine);
     EXPECT_EQ(HardwareDiagnostics::printHardwareReport(simulated, {}).front(), "fanCount=1");
@@ -65,6 +73,19 @@ TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
     fs::remove(machine);
     const auto helper = HelperPlatform::makeHelperClient(simulated, machine.string(), diagnostics);
     EXPECT_TRUE(helper->readHealth().hasHeartbeat);
+    // The command line's helper commands reach the same helper; other commands are not theirs.
+    const auto runHelperCommand = HelperPlatform::makeHelperCommandRunner(simulated, diagnostics);
+    std::ostringstream out;
+    EXPECT_EQ(runHelperCommand(DiagnosticCommand::helperPreflight, {}, out), 0);
+    EXPECT_NE(out.str().find("\nhelperHeartbeat=true\n"), std::string::npos) << out.str();
+    // A delta from the environment contradicts the target: nothing is sent.
+    ::setenv("WINDLARK_SMC_TARGET_DELTA", "1", 1);
+    EXPECT_EQ(
+        runHelperCommand(DiagnosticCommand::xpcManualTargetHold, {"--target-rpm", "2400"}, out), 2);
+    ::unsetenv("WINDLARK_SMC_TARGET_DELTA");
+    out.str("");
+    EXPECT_EQ(runHelperCommand(DiagnosticCommand::printHardware, {}, out), 0);
+    EXPECT_EQ(out.str(), "");
     EXPECT_EQ(diagnostics.str(), "");
 
     const fs::path broken = scratch.path() / "broken.json";

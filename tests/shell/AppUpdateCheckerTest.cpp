@@ -104,6 +104,17 @@ TEST(AppUpdateChecker, CurrentVersionPrefersShortVersionThenBuildThenDevelopment
     }
 }
 
+TEST(AppUpdateCheckResult, StatusRawValuesAreTheReportedTokens) {
+    ASSERT_EQ(allCases<Status>.size(), 4U);
+    for (const auto& [status, raw] : {std::pair{Status::updateAvailable, "updateAvailable"},
+                                      {Status::upToDate, "upToDate"},
+                                      {Status::unavailable, "unavailable"},
+                                      {Status::failed, "failed"}}) {
+        EXPECT_EQ(rawValue(status), raw);
+        EXPECT_EQ(fromRawValue<Status>(raw), status);
+    }
+}
+
 TEST(AppVersion, CleansAndComparesByNumericComponents) {
     EXPECT_EQ(AppVersion::cleaned("  v1.2\n"), "1.2");
     EXPECT_EQ(AppVersion::cleaned("vVv1.2vv"), "1.2");

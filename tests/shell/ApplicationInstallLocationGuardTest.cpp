@@ -61,6 +61,8 @@ TEST(ApplicationInstallLocationGuard, DecidesFromPathVolumeAndOverride) {
             << " readOnly=" << (item.isReadOnly ? std::to_string(*item.isReadOnly) : "?")
             << " override=" << item.allowRunFromImage.value_or("<unset>");
     }
+    EXPECT_EQ(Guard::standardizedPath("/Applications/./Windlark Mac.app//"), kInstalled);
+    EXPECT_EQ(Guard::standardizedPath("/"), "/"); // the root keeps its slash
 }
 
 class GuardFlowTest : public ::testing::Test {

@@ -25,6 +25,16 @@ TEST(SystemLoginItemController, MapsPlatformStatusAndReadsItAfreshEachTime) {
     }
 }
 
+TEST(LoginItemStatus, RawValuesAreTheReportedTokens) {
+    ASSERT_EQ(allCases<LoginItemStatus>.size(), 3U);
+    for (const auto& [status, raw] : {std::pair{LoginItemStatus::disabled, "disabled"},
+                                      {LoginItemStatus::enabled, "enabled"},
+                                      {LoginItemStatus::requiresApproval, "requiresApproval"}}) {
+        EXPECT_EQ(rawValue(status), raw);
+        EXPECT_EQ(fromRawValue<LoginItemStatus>(raw), status);
+    }
+}
+
 TEST(SystemLoginItemController, SwitchesOnlyWhenTheStateDiffers) {
     struct Case {
         int before;
