@@ -71,7 +71,8 @@ TEST(DaemonFrame, RepliesErrorsAndEventsReadBackAsSent) {
     EXPECT_EQ(event->kind, DaemonReplyFrame::Kind::event);
     EXPECT_EQ(event->errorCode, "stalled");
 
-    EXPECT_FALSE(decodeReplyFrame(R"({"reply": {}})")); // a reply without its id
+    EXPECT_FALSE(decodeReplyFrame("{\"id\": 1, \"reply\": {")); // a torn frame, not a throw
+    EXPECT_FALSE(decodeReplyFrame(R"({"reply": {}})"));         // a reply without its id
     EXPECT_FALSE(decodeReplyFrame(R"({"id": 1})"));
     EXPECT_FALSE(decodeReplyFrame(R"({"event": "lease-ended"})"));
     EXPECT_EQ(DaemonError::driverRefused(4095, "").codeText(), "driver-refused: 4095");
