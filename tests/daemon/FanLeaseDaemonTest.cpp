@@ -287,6 +287,8 @@ TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
          "driver-refused: EIO"},
         {"mode unreadable", [](Rig& r) { r.sysfs.files[enable2].readError = EACCES; },
          "driver-refused: EACCES"},
+        {"duty unreadable", [](Rig& r) { r.sysfs.files[pwm2].readError = EIO; },
+         "driver-refused: EIO"},
         {"state cannot be recorded", [](Rig& r) { r.store.replaceError = ENOSPC; },
          "driver-refused: 28"},
     };
@@ -420,6 +422,12 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
          "cancelled"},
         {"app gone", [](CalibrationRig& r, int) { r.daemon->clientClosed(1); }, "interrupted"},
         {"sleep", [](CalibrationRig& r, int) { r.daemon->prepareForSleep(true); }, "interrupted"},
+        {"firmware took the fan back",
+         [](CalibrationRig& r, int t) {
+             r.sysfs.set(enable2, 2);
+             r.daemon->tick(at(t));
+         },
+         "failed: taken-by-system"},
     };
     for (const auto& interruption : interruptions) {
         rig.reset(2, ++now);
@@ -430,7 +438,8 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
         interruption.interrupt(rig, ++now);
         rig.expectOriginalState(interruption.name);
         EXPECT_EQ(*rig.calibrations.text, before) << interruption.name;
-        EXPECT_EQ(rig.calibrationStatus(++now), interruption.outcome) << interruption.name;
+        EXPECT_EQ(rig.calibrationStatus(++now).rfind(interruption.outcome, 0), 0U)
+            << interruption.name << ": " << rig.calibrationStatus(now);
     }
 }
 
