@@ -377,10 +377,18 @@ struct CalibrationRig : Rig {
         const std::string* text = reply->reply.string("calibration");
         return text != nullptr ? *text : "";
     }
+    // Sent to full duty, a fan needs two seconds to get there: 1000, 1500, then 2000.
+    std::map<std::string, int> spinningUp;
+    void follow(const std::string& pwm, const std::string& input) {
+        const std::int64_t duty = sysfs.value(pwm);
+        int& ramp = spinningUp[pwm];
+        ramp = duty == 255 ? ramp + 1 : 0;
+        sysfs.set(input, ramp == 1 ? 1000 : ramp == 2 ? 1500 : simulatedSpeed(duty));
+    }
     void run(int seconds, int& now) {
         for (int tick = 0; tick < seconds; ++tick) {
-            sysfs.set(input1, simulatedSpeed(sysfs.value(pwm1)));
-            sysfs.set(input2, simulatedSpeed(sysfs.value(pwm2)));
+            follow(pwm1, input1);
+            follow(pwm2, input2);
             daemon->tick(at(++now));
         }
     }
