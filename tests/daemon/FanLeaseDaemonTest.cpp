@@ -104,7 +104,11 @@ TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) 
         const char* name;
         std::function<void(Rig&)> end;
     } endings[] = {
-        {"reset", [](Rig& rig) { EXPECT_EQ(codeOf(rig.reset(1, 11)), "no-error"); }},
+        {"reset",
+         [](Rig& rig) {
+             const auto reply = decodeReplyFrame(rig.reset(1, 11));
+             EXPECT_EQ(*reply->reply.string("resetToSystem"), "accepted");
+         }},
         {"disconnect", [](Rig& rig) { rig.daemon->clientClosed(1); }},
         {"expiry 15 s after the last renewal",
          [](Rig& rig) {
@@ -280,17 +284,18 @@ TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
         const char* name;
         std::function<void(Rig&)> fault;
         const char* code;
+        bool isBeforeAnyWrite; // every fan's state must be known before the first write
     } cases[] = {
         {"second fan's mode refused", [](Rig& r) { r.sysfs.files[enable2].writeError = EINVAL; },
-         "driver-refused: EINVAL"},
+         "driver-refused: EINVAL", false},
         {"duty taken but ignored", [](Rig& r) { r.sysfs.files[pwm2].ignoresWrites = true; },
-         "driver-refused: EIO"},
+         "driver-refused: EIO", false},
         {"mode unreadable", [](Rig& r) { r.sysfs.files[enable2].readError = EACCES; },
-         "driver-refused: EACCES"},
+         "driver-refused: EACCES", true},
         {"duty unreadable", [](Rig& r) { r.sysfs.files[pwm2].readError = EIO; },
-         "driver-refused: EIO"},
+         "driver-refused: EIO", true},
         {"state cannot be recorded", [](Rig& r) { r.store.replaceError = ENOSPC; },
-         "driver-refused: 28"},
+         "driver-refused: 28", true},
     };
     for (const auto& testCase : cases) {
         Rig rig;
@@ -299,11 +304,8 @@ TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
         EXPECT_EQ(rig.sysfs.value(enable1), 5) << testCase.name;
         EXPECT_EQ(rig.sysfs.value(pwm1), 90) << testCase.name;
         EXPECT_FALSE(rig.daemon->holder()) << testCase.name;
+        EXPECT_EQ(rig.sysfs.writes.empty(), testCase.isBeforeAnyWrite) << testCase.name;
     }
-    Rig rig;
-    rig.store.replaceError = ENOSPC;
-    (void)rig.lease(1, 1250, 0);
-    EXPECT_TRUE(rig.sysfs.writes.empty()); // unrecorded state is never overwritten
 }
 
 TEST(FanLeaseDaemon, RestoresALeftoverFileByStableIdAfterRenumbering) {
@@ -400,6 +402,7 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
     int now = 0;
     rig.send(1, R"({"id": 1, "op": "calibrateFans"})", now);
     EXPECT_EQ(codeOf(rig.lease(2, 1000, now)), "busy");
+    rig.send(2, R"({"id": 3, "op": "cancelCalibration"})", now); // not its run to cancel
     rig.run(3, now);
     // Only the fan being measured is taken, and its state is on disk first.
     EXPECT_EQ(rig.sysfs.value(enable1), 1);
