@@ -1,5 +1,6 @@
 # Thin wrapper over the CMake presets, so a fresh machine needs one command.
-#   make run        installs what is missing, builds and starts the program
+#   make run        installs what is missing, builds and starts the program (on Linux on a
+#                   simulated Mac)
 #   make test       installs what is missing, builds and runs every test
 #   make test-asan  the tests again under AddressSanitizer + UndefinedBehaviorSanitizer
 #   make test-tsan  the threaded tests under ThreadSanitizer
@@ -16,7 +17,7 @@ export WINDLARK_WERROR
 
 # Test suites that start threads (main loops, helper time-outs, child processes, the
 # update check, concurrent lookups); ThreadSanitizer runs these.
-THREADED_SUITES := support|text|hardware|helper|shell|platform|daemon
+THREADED_SUITES := support|text|hardware|helper|shell|store|platform|daemon
 
 # Executions per fuzz target; the working corpus grows under build/fuzz/corpus/, the
 # repository's seeds in fuzz/corpus/ stay as they are.
@@ -35,8 +36,15 @@ configure: deps
 build: configure
 	@cmake --build --preset default
 
+# On a Mac the bundle starts. On Linux the program reads this computer's own sensors when it
+# has any, and otherwise starts on the bundled one-fan simulated Mac with its simulated
+# helper; "--simulated-machine FILE" in ARGS, or WINDLARK_SIMULATED_MACHINE, picks a machine.
 run: build
-	@./build/default/windlark-mac $(ARGS)
+	@if [ "$$(uname)" = Darwin ]; then \
+	    exec "./build/default/Windlark Mac.app/Contents/MacOS/Windlark Mac" $(ARGS); \
+	else \
+	    exec ./build/default/windlark-mac $(ARGS); \
+	fi
 
 test: build
 	@ctest --preset default

@@ -1,9 +1,7 @@
-// The curve layer's per-tick and per-frame work: the curve target asked every 2 s (and
-// by the graph for every drawn pixel), the histogram redrawn at up to 60 frames a
-// second, and one sample added to a history that is already at its cap.
+// The curve layer's per-tick work: the curve target asked every 2 s (and by the graph for
+// every drawn point), and the histogram of a day of samples handed over as records.
 
 #include "curve/ThermalDistribution.h"
-#include "curve/ThermalHistory.h"
 #include "curve/ThermalSample.h"
 #include "curve/ThermalSnapshot.h"
 #include "curve/WindlarkProfile.h"
@@ -65,8 +63,7 @@ BENCHMARK(targetRPMOnFivePoints)->Repetitions(kRepetitions)->ReportAggregatesOnl
 
 void distributionOverFullDay(benchmark::State& state) {
     const WindlarkAxis axis = WindlarkProfile::balanced().temperatureAxis;
-    const std::vector<double> temperatures =
-        driftingTemperatures(ThermalHistory::sampleLimit, 35.0, 98.0);
+    const std::vector<double> temperatures = driftingTemperatures(43200, 35.0, 98.0);
     std::vector<ThermalSample> samples;
     samples.reserve(temperatures.size());
     Timestamp at = epoch();
@@ -81,36 +78,6 @@ void distributionOverFullDay(benchmark::State& state) {
 }
 BENCHMARK(distributionOverFullDay)
     ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(kRepetitions)
-    ->ReportAggregatesOnly(true);
-
-// A history that already holds `state.range(0)` samples spread over the whole retention,
-// so every new sample pushes exactly one old one out: by age, and at 43,200 by the cap too.
-void recordIntoFullHistory(benchmark::State& state) {
-    const auto held = static_cast<std::size_t>(state.range(0));
-    const double spacingSeconds = ThermalHistory::retentionSeconds / static_cast<double>(held);
-    ThermalHistory history;
-    ThermalSnapshot snapshot{61.0, 2400.0, 2500.0, "PMU tdie1", true, epoch()};
-    for (std::size_t i = 0; i < held + 1; ++i) {
-        history.record(snapshot);
-        snapshot.updatedAt = addingSeconds(snapshot.updatedAt, spacingSeconds);
-    }
-    const std::vector<double> temperatures = temperatureWalk(1024, 35.0, 98.0);
-    std::size_t next = 0;
-    for (auto _ : state) {
-        snapshot.temperatureC = temperatures[next];
-        next = (next + 1) & 1023;
-        benchmark::DoNotOptimize(history.record(snapshot));
-        snapshot.updatedAt = addingSeconds(snapshot.updatedAt, spacingSeconds);
-    }
-    if (history.size() > held + 1) {
-        state.SkipWithError("the history grew past its steady size");
-    }
-    state.counters["held"] = static_cast<double>(history.size());
-}
-BENCHMARK(recordIntoFullHistory)
-    ->Arg(1000)
-    ->Arg(static_cast<std::int64_t>(ThermalHistory::sampleLimit))
     ->Repetitions(kRepetitions)
     ->ReportAggregatesOnly(true);
 

@@ -33,4 +33,27 @@ struct ThermalDistribution {
     bool operator==(const ThermalDistribution&) const = default;
 };
 
+// Builds the histogram of `ThermalDistribution::make` from temperatures handed over in
+// pieces, for histories that keep their temperatures apart from the rest of a sample.
+class ThermalDistributionCounter {
+public:
+    ThermalDistributionCounter(const WindlarkAxis& axis, int binCount);
+
+    void add(std::span<const double> temperatures);
+    [[nodiscard]] ThermalDistribution finish() &&;
+
+private:
+    [[nodiscard]] double position(double temperatureC) const;
+    [[nodiscard]] std::size_t binOf(double temperatureC) const;
+
+    WindlarkAxis axis_;
+    double width_ = 1.0;
+    double lastIndex_ = 0.0;
+    // lowestOf_[i] is the lowest temperature that falls into bin i, and lowestOf_[n] the
+    // lowest above the axis: a sample in the bin of the previous one is recognised by two
+    // comparisons instead of a division. Not a number where they cannot be found.
+    std::vector<double> lowestOf_;
+    ThermalDistribution distribution_;
+};
+
 } // namespace windlark

@@ -209,6 +209,8 @@ std::string_view rawValue(WindlarkPreferences::Key key) {
         return "WindlarkMac.profile.v1";
     case WindlarkPreferences::Key::language:
         return "WindlarkMac.language.v1";
+    case WindlarkPreferences::Key::temperatureSensor:
+        return "WindlarkMac.temperatureSensor.v1";
     }
     return "WindlarkMac.profile.v1";
 }
@@ -291,6 +293,19 @@ AppLanguage WindlarkPreferences::loadLanguage() const {
 
 void WindlarkPreferences::saveLanguage(AppLanguage language) {
     defaults_->setString(rawValue(Key::language), rawValue(language));
+}
+
+std::optional<std::string> WindlarkPreferences::loadTemperatureSensor() const {
+    auto stored = defaults_->string(rawValue(Key::temperatureSensor));
+    if (!stored || stored->empty()) {
+        return std::nullopt;
+    }
+    return stored;
+}
+
+void WindlarkPreferences::saveTemperatureSensor(const std::optional<std::string>& sensorId) {
+    // The store has no removal; an empty id is never a sensor, so it stands for none.
+    defaults_->setString(rawValue(Key::temperatureSensor), sensorId.value_or(std::string()));
 }
 
 } // namespace windlark

@@ -19,8 +19,9 @@ namespace windlark {
 class WindlarkPreferences {
 public:
     enum class Key {
-        profile,  // binary data: the UTF-8 JSON of the profile
-        language, // string: the raw value of the chosen language
+        profile,           // binary data: the UTF-8 JSON of the profile
+        language,          // string: the raw value of the chosen language
+        temperatureSensor, // string: the stable id of the sensor that drives the curve
     };
 
     WindlarkPreferences(std::shared_ptr<DefaultsStore> defaults,
@@ -31,6 +32,11 @@ public:
 
     [[nodiscard]] AppLanguage loadLanguage() const;
     void saveLanguage(AppLanguage language);
+
+    // The temperature sensor the user chose to drive the curve, by its stable id; absent
+    // for the default. Saving none stores an empty text, which reads back as none.
+    [[nodiscard]] std::optional<std::string> loadTemperatureSensor() const;
+    void saveTemperatureSensor(const std::optional<std::string>& sensorId);
 
     // The stored form of a profile: one JSON object with the keys "name",
     // "temperatureAxis", "rpmAxis", "isFanOffThresholdEnabled", "fanOffThresholdC",
@@ -49,7 +55,7 @@ private:
     std::shared_ptr<const PreferredLanguagesSource> preferredLanguages_;
 };
 
-// "WindlarkMac.profile.v1", "WindlarkMac.language.v1".
+// "WindlarkMac.profile.v1", "WindlarkMac.language.v1", "WindlarkMac.temperatureSensor.v1".
 [[nodiscard]] std::string_view rawValue(WindlarkPreferences::Key key);
 
 } // namespace windlark

@@ -4,6 +4,7 @@
 #include "curve/ThermalSnapshot.h"
 #include "curve/WindlarkProfile.h"
 #include "hardware/FanHardwareCapabilities.h"
+#include "hardware/TemperatureSensorPicker.h"
 
 namespace windlark {
 
@@ -18,6 +19,9 @@ public:
     [[nodiscard]] virtual ThermalSnapshot readSnapshot(const WindlarkProfile& profile,
                                                        FanControlMode mode,
                                                        const ThermalSnapshot& previous) = 0;
+    // The choice of the temperature that drives the curve, on hardware that offers one;
+    // null where the machine decides on its own (a Mac's hottest die sensor).
+    [[nodiscard]] virtual TemperatureSensorPicker* temperatureSensorPicker() { return nullptr; }
 };
 
 } // namespace windlark

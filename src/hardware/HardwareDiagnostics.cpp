@@ -2,6 +2,7 @@
 
 #include "hardware/AdminHardwareProbe.h"
 #include "hardware/HIDTemperatureTelemetryClient.h"
+#include "hardware/HwmonFanHardwareController.h"
 #include "hardware/MockFanHardwareController.h"
 
 #include <algorithm>
@@ -20,7 +21,45 @@ void append(std::vector<std::string>& lines, std::vector<std::string> more) {
                  std::make_move_iterator(more.end()));
 }
 
+std::unique_ptr<HwmonFanHardwareController>
+makeHwmonController(const HardwareEnvironment& environment) {
+    return std::make_unique<HwmonFanHardwareController>(
+        environment.hwmon, std::make_unique<MockFanHardwareController>(environment.clock),
+        environment.clock, environment.temperatureSensorChoice);
+}
+
+// The report of a machine without an SMC, read through its hardware monitors.
+std::vector<std::string> hwmonReport(const HardwareEnvironment& environment,
+                                     const std::vector<std::string>& arguments) {
+    const auto controller = makeHwmonController(environment);
+    std::vector<std::string> lines =
+        AdminHardwareProbe::probeReportLines(controller->readCapabilities(), std::nullopt);
+    const std::string noSMC = "smcAbsent=this machine has no SMC; its fans and temperatures "
+                              "come from the kernel's hardware monitors";
+    if (contains(arguments, "--smc-debug")) {
+        lines.emplace_back("smcService=unavailable");
+        lines.emplace_back("smcFanControlKeyProbe=unavailable");
+        lines.push_back(noSMC);
+    }
+    if (contains(arguments, "--smc-write-debug")) {
+        lines.emplace_back("smcFanControlKeyProbe=unavailable");
+        lines.push_back(noSMC);
+    }
+    if (contains(arguments, "--temperature-debug")) {
+        append(lines, controller->debugReport());
+    }
+    return lines;
+}
+
 } // namespace
+
+std::unique_ptr<FanHardwareController>
+makeFanHardwareController(const HardwareEnvironment& environment) {
+    if (environment.hwmon) {
+        return makeHwmonController(environment);
+    }
+    return makeSMCFanHardwareController(environment);
+}
 
 std::unique_ptr<SMCFanHardwareController>
 makeSMCFanHardwareController(const HardwareEnvironment& environment) {
@@ -40,6 +79,9 @@ bool needsSMCDiagnoseFallback(const FanHardwareCapabilities& capabilities) {
 
 std::vector<std::string> printHardwareReport(const HardwareEnvironment& environment,
                                              const std::vector<std::string>& arguments) {
+    if (environment.hwmon) {
+        return hwmonReport(environment, arguments);
+    }
     const auto controller = makeSMCFanHardwareController(environment);
     FanHardwareCapabilities capabilities = controller->readCapabilities();
 

@@ -17,7 +17,9 @@ HardwareEnvironment::simulated(std::shared_ptr<SimulatedMachine> machine,
             std::make_shared<SimulatedRegistryReader>(machine),
             std::move(processRunner),
             std::move(clock),
-            machine};
+            machine,
+            nullptr,
+            std::nullopt};
 }
 
 } // namespace windlark

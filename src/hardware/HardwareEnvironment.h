@@ -1,6 +1,7 @@
 #pragma once
 
 #include "hardware/ChildProcessRunner.h"
+#include "hardware/HwmonBus.h"
 #include "hardware/RegistryReader.h"
 #include "hardware/SMCBus.h"
 #include "hardware/SimulatedMachine.h"
@@ -8,6 +9,8 @@
 #include "support/Clock.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace windlark {
 
@@ -21,6 +24,11 @@ struct HardwareEnvironment {
     std::shared_ptr<const Clock> clock;
     // Set when the machine is simulated, so that other layers can act on its fans.
     std::shared_ptr<SimulatedMachine> simulatedMachine;
+    // Set when the machine's own hardware monitors are read instead of the SMC: a Linux
+    // computer with at least one temperature sensor.
+    std::shared_ptr<HwmonBus> hwmon;
+    // The user's saved choice of the sensor that drives the curve; absent: the default.
+    std::optional<std::string> temperatureSensorChoice;
 
     // The simulated machine behind every hardware seam, with the given process runner
     // and clock (the clock the machine itself was parsed with).

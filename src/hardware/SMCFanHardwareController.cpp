@@ -1,6 +1,7 @@
 #include "hardware/SMCFanHardwareController.h"
 
 #include "hardware/KnownMacFanCatalog.h"
+#include "hardware/LiveThermalSnapshot.h"
 
 #include <utility>
 
@@ -41,28 +42,7 @@ ThermalSnapshot SMCFanHardwareController::readSnapshot(const WindlarkProfile& pr
     const auto liveRPM =
         smcClient_ ? smcClient_->readCurrentPrimaryFanRPM() : std::optional<double>{};
 
-    if (liveRPM) {
-        snapshot.actualRPM = *liveRPM;
-    }
-    if (reading) {
-        snapshot.temperatureC = reading->temperatureC;
-        snapshot.temperatureSource = reading->source;
-        snapshot.hasLiveTemperatureTelemetry = reading->isLive;
-    }
-    switch (mode) {
-    case FanControlMode::system:
-        // macOS is in control: the target shown is what the fan does.
-        snapshot.targetRPM = snapshot.actualRPM;
-        break;
-    case FanControlMode::curve:
-        snapshot.targetRPM = profile.targetRPM(snapshot.temperatureC);
-        break;
-    case FanControlMode::safety:
-        snapshot.targetRPM = profile.rpmAxis.maximum;
-        break;
-    }
-    snapshot.updatedAt = clock_->now();
-    return snapshot;
+    return liveThermalSnapshot(std::move(snapshot), reading, liveRPM, profile, mode, clock_->now());
 }
 
 } // namespace windlark

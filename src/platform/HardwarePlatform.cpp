@@ -6,6 +6,11 @@
 #include <cstdlib>
 #include <ostream>
 
+#if !defined(__APPLE__)
+#include "hardware/HwmonFanHardwareController.h"
+#include "platform/linux/LibsensorsHwmonBus.h"
+#endif
+
 #if defined(__APPLE__)
 #include "platform/macos/IOHIDTemperatureSensorServices.h"
 #include "platform/macos/IOKitSMCBus.h"
@@ -46,7 +51,8 @@ public:
 };
 #endif
 
-HardwareEnvironment realEnvironment(std::shared_ptr<const Clock> clock) {
+HardwareEnvironment realEnvironment(std::shared_ptr<const Clock> clock,
+                                    [[maybe_unused]] std::ostream& diagnostics) {
     HardwareEnvironment environment;
 #if defined(__APPLE__)
     environment.smcBus = std::make_shared<IOKitSMCBus>();
@@ -56,6 +62,12 @@ HardwareEnvironment realEnvironment(std::shared_ptr<const Clock> clock) {
     environment.smcBus = std::make_shared<AbsentSMCBus>();
     environment.temperatureSensors = std::make_shared<AbsentTemperatureSensors>();
     environment.registry = std::make_shared<AbsentRegistry>();
+    // The machine's own sensors when it has any; without them (a container, a CI runner)
+    // the simulated Mac runs as before.
+    auto hwmon = std::make_shared<LibsensorsHwmonBus>(diagnostics);
+    if (HwmonFanHardwareController::hasTemperatureSensors(hwmon->enumerateChips())) {
+        environment.hwmon = std::move(hwmon);
+    }
 #endif
     environment.processRunner = std::make_shared<PosixChildProcessRunner>();
     environment.clock = std::move(clock);
@@ -73,9 +85,8 @@ HardwareEnvironment makeHardwareEnvironment(std::ostream& diagnostics) {
 HardwareEnvironment makeHardwareEnvironment(const std::optional<std::string>& simulatedMachinePath,
                                             std::ostream& diagnostics) {
     auto clock = std::make_shared<SystemClock>();
-    HardwareEnvironment environment = realEnvironment(clock);
     if (!simulatedMachinePath) {
-        return environment;
+        return realEnvironment(clock, diagnostics);
     }
     const BoundedFileRead file = readBoundedFile(*simulatedMachinePath);
     std::string error = file.error;
@@ -87,9 +98,10 @@ HardwareEnvironment makeHardwareEnvironment(const std::optional<std::string>& si
     if (!parsed.machine) {
         diagnostics << "windlark-mac: ignoring simulated machine " << *simulatedMachinePath << ": "
                     << error << '\n';
-        return environment;
+        return realEnvironment(clock, diagnostics);
     }
-    return HardwareEnvironment::simulated(parsed.machine, environment.processRunner, clock);
+    return HardwareEnvironment::simulated(parsed.machine,
+                                          std::make_shared<PosixChildProcessRunner>(), clock);
 }
 
 } // namespace windlark::HardwarePlatform

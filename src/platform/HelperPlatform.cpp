@@ -88,7 +88,7 @@ CommandLine::HelperCommandRunner makeHelperCommandRunner(const HardwareEnvironme
         }
         const std::shared_ptr<PrivilegedHelperClient> client =
             makeHelperClient(hardware, diagnostics);
-        const auto controller = HardwareDiagnostics::makeSMCFanHardwareController(hardware);
+        const auto controller = HardwareDiagnostics::makeFanHardwareController(hardware);
         const HelperDiagnostics::CommandContext context{*client, *controller, environmentValue};
         return HelperDiagnostics::run(*helperCommand, arguments, context, out);
     };

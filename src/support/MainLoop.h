@@ -1,44 +1,15 @@
 #pragma once
 
+#include "support/CancellationHandle.h"
+
 #include <chrono>
 #include <functional>
-#include <memory>
-#include <utility>
 
 namespace windlark {
 
-// A repeating timer's registration. Cancelling (or destroying the handle) stops further
-// firings; a firing that is already running finishes. Move-only, so exactly one owner
-// decides when the timer ends.
-class RepeatingTimerHandle {
-public:
-    RepeatingTimerHandle() = default;
-    explicit RepeatingTimerHandle(std::function<void()> cancel)
-        : cancel_(std::move(cancel)) {}
-    RepeatingTimerHandle(const RepeatingTimerHandle&) = delete;
-    RepeatingTimerHandle& operator=(const RepeatingTimerHandle&) = delete;
-    RepeatingTimerHandle(RepeatingTimerHandle&& other) noexcept
-        : cancel_(std::exchange(other.cancel_, nullptr)) {}
-    RepeatingTimerHandle& operator=(RepeatingTimerHandle&& other) noexcept {
-        if (this != &other) {
-            cancel();
-            cancel_ = std::exchange(other.cancel_, nullptr);
-        }
-        return *this;
-    }
-    ~RepeatingTimerHandle() { cancel(); }
-
-    // Safe to call more than once.
-    void cancel() {
-        if (auto cancel = std::exchange(cancel_, nullptr)) {
-            cancel();
-        }
-    }
-    [[nodiscard]] bool isActive() const { return cancel_ != nullptr; }
-
-private:
-    std::function<void()> cancel_;
-};
+// A repeating timer's registration: cancelling it (or destroying it) stops further
+// firings; a firing that is already running finishes.
+using RepeatingTimerHandle = CancellationHandle;
 
 // The thread that owns the interface and the store. Work finished elsewhere comes back
 // here through `post`, so that state is only ever touched from one thread.

@@ -99,6 +99,16 @@ constexpr std::array<std::string_view, kL10nKeyCount> kKeyNames = {
     "systemModeDescription",
     "curveModeDescription",
     "safetyModeDescription",
+    "crowdedPoint",
+    "simulatedMachine",
+    "realHardwareRunning",
+    "simulatedHardwareRunning",
+    "readOnlyHardware",
+    "noFanVisible",
+    "temperatureSensor",
+    "defaultTemperatureSensor",
+    "temperatureSensorMissing",
+    "temperatureSensorMissingNoStandIn",
 };
 
 // The tables and the names are indexed by a key's value, so the list of all keys must
@@ -112,7 +122,8 @@ constexpr bool isEveryKeyInOrderAndNamed() {
     }
     return true;
 }
-static_assert(static_cast<std::size_t>(L10nKey::safetyModeDescription) + 1 == kL10nKeyCount,
+static_assert(static_cast<std::size_t>(L10nKey::temperatureSensorMissingNoStandIn) + 1 ==
+                  kL10nKeyCount,
               "kL10nKeyCount must count every key");
 static_assert(isEveryKeyInOrderAndNamed(), "every key listed in order, with its own name");
 

@@ -100,9 +100,21 @@ enum class L10nKey {
     systemModeDescription,
     curveModeDescription,
     safetyModeDescription,
+    // Texts of the curve editor window.
+    crowdedPoint,
+    simulatedMachine,
+    // Texts of this computer's own hardware monitors.
+    realHardwareRunning,
+    simulatedHardwareRunning,
+    readOnlyHardware,
+    noFanVisible,
+    temperatureSensor,
+    defaultTemperatureSensor,
+    temperatureSensorMissing,
+    temperatureSensorMissingNoStandIn,
 };
 
-inline constexpr std::size_t kL10nKeyCount = 90;
+inline constexpr std::size_t kL10nKeyCount = 100;
 
 template <>
 inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
@@ -196,6 +208,16 @@ inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
     L10nKey::systemModeDescription,
     L10nKey::curveModeDescription,
     L10nKey::safetyModeDescription,
+    L10nKey::crowdedPoint,
+    L10nKey::simulatedMachine,
+    L10nKey::realHardwareRunning,
+    L10nKey::simulatedHardwareRunning,
+    L10nKey::readOnlyHardware,
+    L10nKey::noFanVisible,
+    L10nKey::temperatureSensor,
+    L10nKey::defaultTemperatureSensor,
+    L10nKey::temperatureSensorMissing,
+    L10nKey::temperatureSensorMissingNoStandIn,
 };
 
 [[nodiscard]] std::string_view rawValue(L10nKey key);

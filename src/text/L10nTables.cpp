@@ -112,6 +112,21 @@ constexpr LanguageList kEnglish = {{
     {L10nKey::systemModeDescription, "macOS controls the fan"},
     {L10nKey::curveModeDescription, "Controlling the fan with the edited curve"},
     {L10nKey::safetyModeDescription, "Requesting maximum RPM at the safety limit"},
+    {L10nKey::crowdedPoint,
+     "This point is too close to its neighbors to move. Widen the temperature axis or remove a point."},
+    {L10nKey::simulatedMachine, "Simulated Mac: the readings are simulated and no real fan is controlled."},
+    {L10nKey::realHardwareRunning, "Reading this computer's own sensors and fans"},
+    {L10nKey::simulatedHardwareRunning, "Simulated Mac (no real sensors in use)"},
+    {L10nKey::readOnlyHardware, "Read-only for now: fan control on this computer is not available "
+                                "yet, so the fans keep their own control."},
+    {L10nKey::noFanVisible, "Temperatures are readable, but no fan is visible; many laptops keep "
+                            "their fan inside the embedded controller."},
+    {L10nKey::temperatureSensor, "Temperature sensor"},
+    {L10nKey::defaultTemperatureSensor, "Default: %@"},
+    {L10nKey::temperatureSensorMissing,
+     "The saved temperature sensor %@ is not present; using %@."},
+    {L10nKey::temperatureSensorMissingNoStandIn,
+     "The saved temperature sensor %@ is not present, and no other sensor can stand in."},
 }};
 
 // Korean
@@ -209,6 +224,20 @@ constexpr LanguageList kKorean = {{
     {L10nKey::systemModeDescription, "macOS가 팬을 제어합니다"},
     {L10nKey::curveModeDescription, "편집한 커브로 팬을 제어합니다"},
     {L10nKey::safetyModeDescription, "안전 제한에서 최대 RPM을 요청합니다"},
+    {L10nKey::crowdedPoint,
+     "이 포인트는 인접 포인트와 너무 가까워 움직일 수 없습니다. 온도 축을 넓히거나 포인트를 제거하세요."},
+    {L10nKey::simulatedMachine, "모의 Mac: 측정값은 모의 값이며 실제 팬은 제어되지 않습니다."},
+    {L10nKey::realHardwareRunning, "이 컴퓨터의 실제 센서와 팬을 읽는 중"},
+    {L10nKey::simulatedHardwareRunning, "시뮬레이션된 Mac (실제 센서를 사용하지 않음)"},
+    {L10nKey::readOnlyHardware,
+     "현재는 읽기 전용: 이 컴퓨터의 팬 제어는 아직 지원되지 않으므로 팬은 자체 제어를 유지합니다."},
+    {L10nKey::noFanVisible, "온도는 읽을 수 있지만 팬이 보이지 않습니다. 많은 노트북은 팬을 "
+                            "임베디드 컨트롤러 안에서 제어합니다."},
+    {L10nKey::temperatureSensor, "온도 센서"},
+    {L10nKey::defaultTemperatureSensor, "기본값: %@"},
+    {L10nKey::temperatureSensorMissing, "저장된 온도 센서 %@이(가) 없습니다. %@을(를) 사용합니다."},
+    {L10nKey::temperatureSensorMissingNoStandIn,
+     "저장된 온도 센서 %@이(가) 없으며 대신 사용할 센서도 없습니다."},
 }};
 
 // Japanese
@@ -306,6 +335,22 @@ constexpr LanguageList kJapanese = {{
     {L10nKey::systemModeDescription, "macOS がファンを制御します"},
     {L10nKey::curveModeDescription, "編集したカーブでファンを制御します"},
     {L10nKey::safetyModeDescription, "安全制限で最大 RPM を要求します"},
+    {L10nKey::crowdedPoint,
+     "このポイントは隣接ポイントに近すぎて動かせません。温度軸を広げるか、ポイントを削除してください。"},
+    {L10nKey::simulatedMachine, "模擬 Mac: 測定値は模擬で、実際のファンは制御されません。"},
+    {L10nKey::realHardwareRunning, "このコンピュータの実際のセンサーとファンを読み取り中"},
+    {L10nKey::simulatedHardwareRunning,
+     "シミュレートされた Mac（実際のセンサーは使用していません）"},
+    {L10nKey::readOnlyHardware, "現在は読み取り専用：このコンピュータのファン制御はまだ利用できない"
+                                "ため、ファンは独自の制御を続けます。"},
+    {L10nKey::noFanVisible, "温度は読み取れますが、ファンが見つかりません。多くのノートパソコンでは"
+                            "ファンが組み込みコントローラ内で制御されています。"},
+    {L10nKey::temperatureSensor, "温度センサー"},
+    {L10nKey::defaultTemperatureSensor, "デフォルト：%@"},
+    {L10nKey::temperatureSensorMissing,
+     "保存された温度センサー %@ が見つかりません。%@ を使用します。"},
+    {L10nKey::temperatureSensorMissingNoStandIn,
+     "保存された温度センサー %@ が見つからず、代わりに使えるセンサーもありません。"},
 }};
 
 // Simplified Chinese
@@ -402,6 +447,18 @@ constexpr LanguageList kChineseSimplified = {{
     {L10nKey::systemModeDescription, "macOS 控制风扇"},
     {L10nKey::curveModeDescription, "使用编辑后的曲线控制风扇"},
     {L10nKey::safetyModeDescription, "达到安全限制时请求最大 RPM"},
+    {L10nKey::crowdedPoint,
+     "此点与相邻点过近，无法移动。请扩大温度轴或删除一个点。"},
+    {L10nKey::simulatedMachine, "模拟 Mac：读数为模拟值，不会控制真实风扇。"},
+    {L10nKey::realHardwareRunning, "正在读取这台电脑的真实传感器和风扇"},
+    {L10nKey::simulatedHardwareRunning, "模拟 Mac（未使用真实传感器）"},
+    {L10nKey::readOnlyHardware, "暂时只读：这台电脑的风扇控制尚不可用，风扇保持其自身的控制。"},
+    {L10nKey::noFanVisible, "可以读取温度，但看不到风扇；许多笔记本电脑的风扇由嵌入式控制器控制。"},
+    {L10nKey::temperatureSensor, "温度传感器"},
+    {L10nKey::defaultTemperatureSensor, "默认：%@"},
+    {L10nKey::temperatureSensorMissing, "已保存的温度传感器 %@ 不存在；改用 %@。"},
+    {L10nKey::temperatureSensorMissingNoStandIn,
+     "已保存的温度传感器 %@ 不存在，也没有其他传感器可以替代。"},
 }};
 
 // Spanish
@@ -500,6 +557,24 @@ constexpr LanguageList kSpanish = {{
     {L10nKey::systemModeDescription, "macOS controla el ventilador"},
     {L10nKey::curveModeDescription, "Controlando con la curva editada"},
     {L10nKey::safetyModeDescription, "Solicitando RPM máximas en el límite"},
+    {L10nKey::crowdedPoint,
+     "Este punto está demasiado cerca de sus vecinos para moverse. Amplía el eje de temperatura o quita un punto."},
+    {L10nKey::simulatedMachine, "Mac simulado: las lecturas son simuladas y no se controla ningún ventilador real."},
+    {L10nKey::realHardwareRunning, "Leyendo los sensores y ventiladores reales de este equipo"},
+    {L10nKey::simulatedHardwareRunning, "Mac simulado (sin sensores reales)"},
+    {L10nKey::readOnlyHardware,
+     "Solo lectura por ahora: el control de ventiladores en este equipo aún no está disponible, "
+     "así que los ventiladores mantienen su propio control."},
+    {L10nKey::noFanVisible,
+     "Las temperaturas se pueden leer, pero no se ve ningún ventilador; muchos portátiles "
+     "controlan el ventilador desde el controlador integrado."},
+    {L10nKey::temperatureSensor, "Sensor de temperatura"},
+    {L10nKey::defaultTemperatureSensor, "Predeterminado: %@"},
+    {L10nKey::temperatureSensorMissing,
+     "El sensor de temperatura guardado %@ no está presente; se usa %@."},
+    {L10nKey::temperatureSensorMissingNoStandIn,
+     "El sensor de temperatura guardado %@ no está presente y ningún otro sensor puede "
+     "sustituirlo."},
 }};
 
 constexpr bool isCompleteAndInKeyOrder(const LanguageList& list) {

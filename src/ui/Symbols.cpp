@@ -88,6 +88,20 @@ void paintArrowCycle(QPainter& painter, const QRectF& box, const QColor& ink) {
     painter.restore();
 }
 
+void paintPower(QPainter& painter, const QRectF& box, const QColor& ink) {
+    const qreal side = std::min(box.width(), box.height());
+    const QRectF ring(box.center() - QPointF(side * 0.32, side * 0.3),
+                      QSizeF(side * 0.64, side * 0.64));
+    painter.save();
+    painter.setPen(QPen(ink, side * 0.1, Qt::SolidLine, Qt::RoundCap));
+    painter.setBrush(Qt::NoBrush);
+    // The ring opens at the top, where the bar stands.
+    painter.drawArc(ring, 120 * 16, 300 * 16);
+    painter.drawLine(QPointF(ring.center().x(), box.center().y() - side * 0.42),
+                     QPointF(ring.center().x(), box.center().y() - side * 0.02));
+    painter.restore();
+}
+
 } // namespace
 
 void paint(QPainter& painter, Symbol symbol, const QRectF& box, const QColor& ink) {
@@ -105,6 +119,9 @@ void paint(QPainter& painter, Symbol symbol, const QRectF& box, const QColor& in
         break;
     case Symbol::arrowCycle:
         paintArrowCycle(painter, box, ink);
+        break;
+    case Symbol::power:
+        paintPower(painter, box, ink);
         break;
     }
     painter.restore();

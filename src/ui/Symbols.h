@@ -15,7 +15,8 @@ enum class Symbol {
     fan,        // three blades around a hub
     sliders,    // three horizontal sliders: the curve editor
     shield,     // a shield: install or update the helper
-    arrowCycle, // a circling arrow: refresh
+    arrowCycle, // a circling arrow: refresh, or back to the system's control
+    power,      // a broken ring with a bar: quit
 };
 
 void paint(QPainter& painter, Symbol symbol, const QRectF& box, const QColor& ink);

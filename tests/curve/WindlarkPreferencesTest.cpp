@@ -245,15 +245,14 @@ TEST_F(WindlarkPreferencesTest, UnreadableProfilesLoadAsAbsentAndStayStored) {
 }
 
 TEST_F(WindlarkPreferencesTest, ProfilesThatCannotBeEncodedAreNotSaved) {
-    WindlarkProfile profile = WindlarkProfile::balanced();
-    profile.points[2].rpm = std::numeric_limits<double>::infinity();
-    preferences.saveProfile(profile);
-    profile = WindlarkProfile::balanced();
-    profile.safetyLimitC = std::numeric_limits<double>::quiet_NaN();
-    preferences.saveProfile(profile);
-    profile = WindlarkProfile::balanced();
-    profile.name = "\xFF\xFE";
-    preferences.saveProfile(profile);
+    for (void (*spoil)(WindlarkProfile&) :
+         {+[](WindlarkProfile& p) { p.points[2].rpm = std::numeric_limits<double>::infinity(); },
+          +[](WindlarkProfile& p) { p.safetyLimitC = std::numeric_limits<double>::quiet_NaN(); },
+          +[](WindlarkProfile& p) { p.name = "\xFF\xFE"; }}) {
+        WindlarkProfile profile = WindlarkProfile::balanced();
+        spoil(profile);
+        preferences.saveProfile(profile);
+    }
     EXPECT_EQ(defaults->writeCount(), 0U);
 }
 
@@ -268,6 +267,18 @@ TEST_F(WindlarkPreferencesTest, LanguageFallsBackToThePreferredOne) {
     }
     defaults->setDataText(kLanguageKey, "ko");
     EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "data is not a string";
+}
+
+TEST_F(WindlarkPreferencesTest, TemperatureSensorIsSavedByIdAndNoneMeansTheDefault) {
+    constexpr std::string_view key = "WindlarkMac.temperatureSensor.v1";
+    const std::string id = "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp1";
+    EXPECT_EQ(preferences.loadTemperatureSensor(), std::nullopt);
+    preferences.saveTemperatureSensor(id);
+    EXPECT_EQ(defaults->string(key), id);
+    EXPECT_EQ(preferences.loadTemperatureSensor(), id);
+    preferences.saveTemperatureSensor(std::nullopt);
+    EXPECT_EQ(preferences.loadTemperatureSensor(), std::nullopt);
+    EXPECT_EQ(preferences.loadLanguage(), AppLanguage::japanese) << "a key of its own";
 }
 
 } // namespace

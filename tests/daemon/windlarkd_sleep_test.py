@@ -1,9 +1,8 @@
-#!/ usr / bin / python3
-""
-    "windlarkd and logind's sleep: the real daemon on a private bus with a mocked logind.
+#!/usr/bin/python3
+"""windlarkd and logind's sleep: the real daemon on a private bus with a mocked logind.
 
-    Before sleep(PrepareForSleep true)
-        every fan must be back and the delay inhibitor released within a second; after resume (false) a new inhibitor is taken. Run with the
+Before sleep (PrepareForSleep true) every fan must be back and the delay inhibitor
+released within a second; after resume (false) a new inhibitor is taken. Run with the
 system python3, which has dbusmock. Exits 77 (skipped) when dbus-daemon or dbusmock is
 missing.
 """
@@ -57,15 +56,19 @@ def read(chip, name):
 def main():
     daemon_path = sys.argv[1]
     try:
-        import dbus
-#pylint : disable = import - outside - toplevel import dbusmock #pylint : disable =
-                            import - outside - toplevel,
-              unused - import except ImportError : print(
-                           "dbusmock is not installed") return SKIP if shutil.which("dbus-daemon")
-                           is None : print("dbus-daemon is not installed") return SKIP
+        import dbus  # pylint: disable=import-outside-toplevel
+        import dbusmock  # pylint: disable=import-outside-toplevel,unused-import
+    except ImportError:
+        print("dbusmock is not installed")
+        return SKIP
+    if shutil.which("dbus-daemon") is None:
+        print("dbus-daemon is not installed")
+        return SKIP
 
-                               root =
-                  tempfile.mkdtemp(prefix = "windlarkd-sleep-") processes = [] try : chip = make_tree(root)
+    root = tempfile.mkdtemp(prefix="windlarkd-sleep-")
+    processes = []
+    try:
+        chip = make_tree(root)
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],
                                stdout=subprocess.PIPE, text=True)
         processes.append(bus)
@@ -114,7 +117,7 @@ def main():
         assert took is not None, (read(chip, "pwm1_enable"), inhibitors())
         print(f"[ measured ] PrepareForSleep(true) to fans back and inhibitor gone: "
               f"{took * 1000:.1f} ms")
-#Lease events and replies may arrive in either order; only the reply matters here.
+        # Lease events and replies may arrive in either order; only the reply matters here.
         reply = lease()
         assert reply["accepted"] is False and reply["error"] == "busy", reply
 
@@ -129,9 +132,11 @@ def main():
         for process in reversed(processes):
             process.send_signal(signal.SIGTERM)
             try:
-                process
-.wait(timeout = 5) except subprocess.TimeoutExpired
-    : process.kill() shutil.rmtree(root, ignore_errors = True)
+                process.wait(timeout=5)
+            except subprocess.TimeoutExpired:
+                process.kill()
+        shutil.rmtree(root, ignore_errors=True)
 
-          if __name__
-    == "__main__" : sys.exit(main())
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -21,7 +21,9 @@ inline HardwareEnvironment emptyHardwareEnvironment() {
             std::make_shared<FakeRegistryReader>(),
             std::make_shared<FakeChildProcessRunner>(),
             std::make_shared<ManualClock>(),
-            nullptr};
+            nullptr,
+            nullptr,
+            std::nullopt};
 }
 
 } // namespace windlark

@@ -13,7 +13,8 @@ namespace windlark {
 class FakeInstallWorkspace final : public InstallWorkspace {
 public:
     [[nodiscard]] bool hasApplicationBundles() const override { return hasBundles; }
-    [[nodiscard]] int currentProcessIdentifier() const override { return ownProcessIdentifier; }
+    // The tests list this process as 500 among the running applications.
+    [[nodiscard]] int currentProcessIdentifier() const override { return 500; }
     [[nodiscard]] std::vector<RunningApplication>
     runningApplications(std::string_view bundleIdentifier) const override {
         askedBundleIdentifiers.emplace_back(bundleIdentifier);
@@ -43,7 +44,6 @@ public:
     void terminate() override { ++terminateCount; }
 
     bool hasBundles = true;
-    int ownProcessIdentifier = 500;
     std::vector<RunningApplication> running;
     std::deque<int> responses;
     std::optional<std::string> launchError;

@@ -20,7 +20,6 @@ public:
     };
 
     PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
-    PrivilegedHelperActionResult installResult{true, "Privileged helper installed.", {}};
     PrivilegedHelperActionResult resetResult{true, "Helper reset accepted.", {}};
     PrivilegedHelperActionResult leaseResult{true, "Helper fan lease accepted.", {}};
     std::vector<std::string> calls;
@@ -32,7 +31,7 @@ public:
     }
     PrivilegedHelperActionResult installPrivilegedHelper() override {
         calls.emplace_back("install");
-        return installResult;
+        return {true, "Privileged helper installed.", {}};
     }
     PrivilegedHelperActionResult resetToSystem() override {
         calls.emplace_back("reset");

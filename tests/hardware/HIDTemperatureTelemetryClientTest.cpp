@@ -57,15 +57,15 @@ TEST(HIDTemperatureTelemetryClient, PrimaryPrefersTheHottestProcessorSensor) {
         std::vector{sensor("PMU tdie1", 61.0), sensor("PMU tdie2", 64.0), sensor("GPU", 80.0),
                     sensor("PMU tdie3", 64.0)});
     HIDTemperatureTelemetryClient client(services);
-    const auto primary = client.readPrimaryTemperature();
-    ASSERT_TRUE(primary);
-    EXPECT_EQ(primary->temperatureC, 64.0);
-    EXPECT_EQ(primary->source, "IOHID PMU max (PMU tdie2)"); // the earlier of a tie
-    EXPECT_TRUE(primary->isLive);
+    // The earlier of a tie.
+    EXPECT_EQ(client.readPrimaryTemperature(),
+              (TemperatureTelemetryReading{64.0, "IOHID PMU max (PMU tdie2)", true}));
 
+    // Without a processor reading the hottest other sensor is still a live reading.
     services->services = {sensor("PMU tdie1", std::nullopt), sensor("GPU", 80.0),
                           sensor("NAND", 40.0)};
-    EXPECT_EQ(client.readPrimaryTemperature()->source, "IOHID temperature max (GPU)");
+    EXPECT_EQ(client.readPrimaryTemperature(),
+              (TemperatureTelemetryReading{80.0, "IOHID temperature max (GPU)", true}));
 
     services->services = {sensor("PMU tdie1", std::nullopt)};
     EXPECT_FALSE(client.readPrimaryTemperature());

@@ -1,6 +1,7 @@
 #include "hardware/HardwareDiagnostics.h"
 
 #include "fakes/FakeChildProcessRunner.h"
+#include "fakes/FakeHwmonBus.h"
 #include "fakes/FakeRegistryReader.h"
 #include "fakes/FakeSMCBus.h"
 #include "fakes/FakeTemperatureSensors.h"
@@ -27,7 +28,9 @@ struct Rig {
                 registry,
                 runner,
                 std::make_shared<ManualClock>(),
-                nullptr};
+                nullptr,
+                nullptr,
+                std::nullopt};
     }
 };
 
@@ -98,6 +101,53 @@ TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
     // Fan keys, then the control keys for --smc-debug, then again for --smc-write-debug.
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "smcFanControlKeyProbe=read-only"), 2);
     EXPECT_EQ(lines[13], "smcService=AppleSMCKeysEndpoint");
+}
+
+// A Linux machine read through its hardware monitors has no SMC; the reports say so and
+// show its own sensors, the saved choice driving the curve.
+TEST(HardwareDiagnostics, HwmonMachinesReportTheirOwnSensorsAndNoSMC) {
+    Rig rig;
+    auto hwmon = std::make_shared<FakeHwmonBus>();
+    HwmonChip cpu{
+        "k10temp", "/sys/devices/pci0000:00/0000:00:18.3", "/sys/class/hwmon/hwmon1", {}, {}};
+    hwmon->addTemperature(cpu, "temp1", "Tctl", "52375");
+    hwmon->addTemperature(cpu, "temp3", "Tccd1", "");
+    HwmonChip board{
+        "nct6798", "/sys/devices/platform/nct6775.656", "/sys/class/hwmon/hwmon3", {}, {}};
+    hwmon->addFan(board, "fan2", "1175");
+    board.fans[0].pwmPath = "/sys/class/hwmon/hwmon3/pwm2";
+    hwmon->chips = {board, cpu};
+    HardwareEnvironment environment = rig.environment();
+    environment.hwmon = hwmon;
+    environment.temperatureSensorChoice = "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp3";
+
+    const auto controller = HardwareDiagnostics::makeFanHardwareController(environment);
+    ASSERT_NE(controller->temperatureSensorPicker(), nullptr);
+    EXPECT_EQ(HardwareDiagnostics::makeFanHardwareController(rig.environment())
+                  ->temperatureSensorPicker(),
+              nullptr);
+
+    const auto lines = HardwareDiagnostics::printHardwareReport(
+        environment,
+        {"--print-hardware", "--smc-diagnose-fallback", "--smc-debug", "--temperature-debug"});
+    EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput(joined(lines)),
+              controller->readCapabilities());
+    EXPECT_TRUE(rig.runner->calls.empty());
+    EXPECT_EQ(std::vector<std::string>(lines.begin() + 13, lines.end()),
+              (std::vector<std::string>{
+                  "smcService=unavailable",
+                  "smcFanControlKeyProbe=unavailable",
+                  "smcAbsent=this machine has no SMC; its fans and temperatures come from the "
+                  "kernel's hardware monitors",
+                  "temperatureTelemetry=hwmon sensors=2",
+                  "temperaturePrimary=nil",
+                  "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp1: Tctl, 52 C, default",
+                  "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp3: Tccd1, nil, drives the "
+                  "curve",
+              }));
+    EXPECT_EQ(lines[8], "fan0Name=fan2");
+    EXPECT_EQ(lines[12], "fan0Source=nct6798@/sys/devices/platform/nct6775.656#fan2, duty-cycle "
+                         "fan: its RPM range is unknown until it has been measured");
 }
 
 std::string readFile(const std::filesystem::path& path) {

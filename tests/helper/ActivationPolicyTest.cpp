@@ -4,7 +4,6 @@
 #include "helper/PrivilegedHelperXPCActivationPolicy.h"
 
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
 
 namespace windlark {
@@ -27,18 +26,6 @@ PrivilegedHelperHealth healthy() {
 }
 
 TEST(PrivilegedHelperXPCActivationPolicy, StatesFollowTheFirstFailingStage) {
-    const std::map<State, std::string> details = {
-        {State::unavailable, "The helper executable is not bundled."},
-        {State::contractMismatch,
-         "The helper XPC contract metadata does not match the app contract."},
-        {State::metadataRequired, "The helper signature and ServiceManagement metadata must be "
-                                  "valid before XPC activation."},
-        {State::installRequired,
-         "The privileged helper install must be verified before XPC activation."},
-        {State::provenanceRequired,
-         "The installed helper must match trusted app provenance before XPC activation."},
-        {State::activationAllowed, "The helper XPC activation policy allows a connection attempt."},
-    };
     struct Case {
         const char* name;
         void (*spoil)(Health&);
@@ -84,7 +71,6 @@ TEST(PrivilegedHelperXPCActivationPolicy, StatesFollowTheFirstFailingStage) {
         item.spoil(health);
         const auto policy = health.xpcActivationPolicy();
         EXPECT_EQ(policy.state, item.expected) << item.name;
-        EXPECT_EQ(policy.detail, details.at(item.expected)) << item.name;
         EXPECT_EQ(policy.blockerText(), item.blockers) << item.name;
         EXPECT_EQ(policy.requirements.size(), 9U) << item.name;
         const bool ready = item.expected == State::activationAllowed;

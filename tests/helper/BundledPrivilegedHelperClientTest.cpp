@@ -458,10 +458,6 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
         EXPECT_EQ(machine.installer->log->authorizationsFreed, 0);
     }
 
-    // One authorisation carries both rights: removing the old job needs the second.
-    EXPECT_EQ(helperInstallRights[0], "com.apple.ServiceManagement.blesshelper");
-    EXPECT_EQ(helperInstallRights[1], "com.apple.ServiceManagement.daemons.modify");
-
     Machine noInstaller;
     noInstaller.installer = nullptr;
     EXPECT_EQ(noInstaller.client().installPrivilegedHelper().message,

@@ -134,18 +134,21 @@ struct CommandRun {
     std::vector<std::string> lines;
 };
 
-CommandRun runCommand(HelperCommand command, const Arguments& arguments,
+// Runs the command that `option` names, as the command line hands it over.
+CommandRun runCommand(const char* option, const Arguments& arguments,
                       FakePrivilegedHelperClient& client, FixedHardware& hardware,
                       const char* variable = "") {
     std::ostringstream out;
     const HelperDiagnostics::CommandContext context{client, hardware, environmentWith(variable)};
-    const int status = HelperDiagnostics::run(command, arguments, context, out);
+    const auto command = HelperDiagnostics::commandForOption(option);
+    EXPECT_TRUE(command.has_value()) << option;
+    const int status = HelperDiagnostics::run(command.value_or(HelperCommand::helperPreflight),
+                                              arguments, context, out);
     return {status, splitLines(out.str())};
 }
 
 TEST(HelperDiagnostics, LeaseCommandsWithoutATargetSendNothingAndExitTwo) {
-    for (HelperCommand command :
-         {HelperCommand::xpcManualTargetHold, HelperCommand::xpcCurveRenewal}) {
+    for (const char* command : {"--xpc-manual-target-hold", "--xpc-curve-renewal"}) {
         FakePrivilegedHelperClient client;
         FixedHardware hardware;
         const CommandRun run = runCommand(command, {"--target-delta", "100"}, client, hardware);
@@ -164,7 +167,7 @@ TEST(HelperDiagnostics, LeaseCommandsPickTargetAndSecondsAndReportInOrder) {
     hardware.capabilities = FanHardwareCapabilities::make(1, 1200.0, 6000.0, 1800.0, "test");
 
     CommandRun run =
-        runCommand(HelperCommand::xpcManualTargetHold, {"--target-rpm", "2400"}, client, hardware);
+        runCommand("--xpc-manual-target-hold", {"--target-rpm", "2400"}, client, hardware);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(client.leases.back(), (FakePrivilegedHelperClient::Lease{"hold", 2400.0, 5}));
     const auto probe = AdminHardwareProbe::probeReportLines(hardware.capabilities, std::nullopt);
@@ -176,19 +179,19 @@ TEST(HelperDiagnostics, LeaseCommandsPickTargetAndSecondsAndReportInOrder) {
     EXPECT_EQ(run.lines, expected);
     EXPECT_EQ(hardware.reads, 2); // before the lease and after it
 
-    run = runCommand(HelperCommand::xpcCurveRenewal, {"--target-delta", "200"}, client, hardware);
+    run = runCommand("--xpc-curve-renewal", {"--target-delta", "200"}, client, hardware);
     EXPECT_EQ(client.leases.back(), (FakePrivilegedHelperClient::Lease{"renewal", 2000.0, 15}));
     // One report shorter than the hold: no preflight after a renewal.
     EXPECT_EQ(run.lines.size(), 4 + probe.size());
 
     struct SecondsCase {
-        HelperCommand command;
+        const char* command;
         Arguments arguments;
         const char* variable;
         std::int64_t expected;
     };
-    const HelperCommand hold = HelperCommand::xpcManualTargetHold;
-    const HelperCommand renewal = HelperCommand::xpcCurveRenewal;
+    const char* hold = "--xpc-manual-target-hold";
+    const char* renewal = "--xpc-curve-renewal";
     const std::vector<SecondsCase> seconds = {
         {hold, {"--hold-seconds", "abc"}, "WINDLARK_SMC_HOLD_SECONDS=9", 9},
         {hold, {"--hold-seconds", "3"}, "WINDLARK_SMC_HOLD_SECONDS=9", 3},
@@ -213,7 +216,7 @@ TEST(HelperDiagnostics, InstallResetAndPreflightReports) {
     FixedHardware hardware;
     const auto preflight = HelperDiagnostics::preflightLines(client.health);
 
-    CommandRun run = runCommand(HelperCommand::xpcReset, {}, client, hardware);
+    CommandRun run = runCommand("--xpc-reset", {}, client, hardware);
     EXPECT_EQ(run.status, 0); // a failed reset is reported, not an exit status
     std::vector<std::string> expected = {"success=false",
                                          "message=Timed out waiting for helper reset."};
@@ -222,19 +225,17 @@ TEST(HelperDiagnostics, InstallResetAndPreflightReports) {
     EXPECT_EQ(client.calls, (std::vector<std::string>{"reset", "readHealth"}));
 
     client.calls.clear();
-    run = runCommand(HelperCommand::installHelper, {}, client, hardware);
+    run = runCommand("--install-helper", {}, client, hardware);
     EXPECT_EQ(run.lines.front(), "success=true");
     EXPECT_EQ(run.lines.size(), 2 + preflight.size());
     EXPECT_EQ(client.calls, (std::vector<std::string>{"install", "readHealth"}));
 
     client.calls.clear();
-    run = runCommand(HelperCommand::helperPreflight, {}, client, hardware);
+    run = runCommand("--helper-preflight", {}, client, hardware);
     EXPECT_EQ(run.lines, preflight);
     EXPECT_EQ(client.calls, (std::vector<std::string>{"readHealth"}));
     EXPECT_EQ(hardware.reads, 0);
 
-    EXPECT_EQ(HelperDiagnostics::commandForOption("--xpc-curve-renewal"),
-              HelperCommand::xpcCurveRenewal);
     EXPECT_EQ(HelperDiagnostics::commandForOption("--print-hardware"), std::nullopt);
 }
 

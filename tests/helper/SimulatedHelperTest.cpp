@@ -162,6 +162,11 @@ TEST(SimulatedHelper, RefusesBadLeasesByTheContract) {
     };
     const WindlarkManualTargetLeaseRequest good{0, 2400.0, 5, "manual-target-lease"};
     EXPECT_EQ(reply(good.dictionary()).boolean("accepted"), true);
+    EXPECT_EQ(reply(good.dictionary()).boolean("targetReached"), false); // no time to settle
+    // The longest lease allowed, at the speed the fan already runs: reached at once.
+    EXPECT_EQ(reply(WindlarkManualTargetLeaseRequest{0, 1650.0, 60, "x"}.dictionary())
+                  .boolean("targetReached"),
+              true);
     PropertyDictionary textIndex = good.dictionary();
     textIndex.set("fanIndex", "0");
     EXPECT_EQ(*reply(textIndex).string("error"), "invalid lease request");
@@ -204,10 +209,24 @@ TEST(SimulatedHelper, HangingOrHeartbeatlessHelpersAreNotTrustedWithWrites) {
     EXPECT_FALSE(health.hasHeartbeat);
     EXPECT_FALSE(health.resetCommandAccepted); // the reset is only tried on a heartbeat
 
-    SimulatedHelperConfiguration foreign = Rig::quick();
-    foreign.teamIdentifier = "OTHERTEAM";
-    EXPECT_EQ(rig.client(foreign).readHealth().xpcActivationPolicy().state,
-              PrivilegedHelperXPCActivationState::provenanceRequired);
+    using State = PrivilegedHelperXPCActivationState;
+    using Configure = void (*)(SimulatedHelperConfiguration&);
+    for (const auto& [configure, state] :
+         {std::pair<Configure, State>{[](auto& c) { c.teamIdentifier = "OTHER"; },
+                                      State::provenanceRequired},
+          {[](auto& c) { c.hasBlessMetadata = false; }, State::metadataRequired},
+          {[](auto& c) { c.isSignatureValid = false; }, State::metadataRequired},
+          {[](auto& c) { c.isBundled = false; }, State::unavailable}}) {
+        SimulatedHelperConfiguration configuration = Rig::quick();
+        configure(configuration);
+        EXPECT_EQ(rig.client(configuration).readHealth().xpcActivationPolicy().state, state);
+    }
+
+    SimulatedHelperConfiguration gateClosed = Rig::quick();
+    gateClosed.isFanWriteGateOpen = false;
+    EXPECT_FALSE(rig.client(gateClosed).readHealth().fanWritesEnabled);
+    EXPECT_EQ(*rig.client(gateClosed).holdManualTargetLease(2400, 5).dictionary->string("error"),
+              "fan writes disabled");
 }
 
 TEST(SimulatedHelper, InstallingMakesTheInstallVerified) {

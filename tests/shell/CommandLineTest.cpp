@@ -18,6 +18,7 @@ TEST(CommandLine, PrecedenceFollowsTheTableNotTheArgumentOrder) {
         {{"--xpc-reset", "--install-helper"}, installHelper},
         {{"--install-helper", "--xpc-reset"}, installHelper},
         {{"--print-hardware", "--smc-matrix"}, smcMatrix},
+        {{"--xpc-reset", "--smc-matrix", "--install-helper"}, smcMatrix},
         {{"--helper-preflight", "--xpc-curve-renewal"}, xpcCurveRenewal},
         {{"--xpc-curve-renewal", "--xpc-manual-target-hold"}, xpcManualTargetHold},
         {{"--print-hardware", "--helper-preflight"}, helperPreflight},
@@ -52,15 +53,21 @@ TEST(CommandLine, HardwareCommandsPrintAndHelperCommandsGoToTheHelperLayer) {
     EXPECT_EQ(CommandLine::run(DiagnosticCommand::xpcReset, {"--xpc-reset"}, services, out), 0);
     EXPECT_TRUE(out.str().empty());
 
+    // The helper layer gets every argument, the options around the command included.
     std::vector<DiagnosticCommand> seen;
-    services.helperCommands = [&](DiagnosticCommand command, const std::vector<std::string>&,
-                                  std::ostream& stream) {
+    std::vector<std::string> seenArguments;
+    services.helperCommands = [&](DiagnosticCommand command,
+                                  const std::vector<std::string>& arguments, std::ostream&) {
         seen.push_back(command);
-        stream << "handled\n";
+        seenArguments = arguments;
         return 2;
     };
-    EXPECT_EQ(CommandLine::run(DiagnosticCommand::xpcManualTargetHold, {}, services, out), 2);
+    const std::vector<std::string> arguments = {"--xpc-curve-renewal", "--target-rpm", "2400",
+                                                "--xpc-manual-target-hold"};
+    EXPECT_EQ(CommandLine::run(DiagnosticCommand::xpcManualTargetHold, arguments, services, out),
+              2);
     EXPECT_EQ(seen, std::vector<DiagnosticCommand>{DiagnosticCommand::xpcManualTargetHold});
+    EXPECT_EQ(seenArguments, arguments);
 }
 
 TEST(CommandLine, HelpAndVersionYieldToDiagnosticsAndTheMachineFileFollowsItsOption) {

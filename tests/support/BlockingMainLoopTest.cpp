@@ -1,6 +1,7 @@
 #include "support/BlockingMainLoop.h"
 
 #include <atomic>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <numeric>
 #include <thread>
@@ -33,30 +34,40 @@ TEST(BlockingMainLoop, RunsTasksPostedFromOtherThreadsInOrderOnTheRunningThread)
     EXPECT_TRUE(isAlwaysOnMainThread);
 }
 
-TEST(BlockingMainLoop, RepeatingTimerFiresUntilCancelledAndHandleMayOutliveTheLoop) {
-    RepeatingTimerHandle survivor;
+TEST(BlockingMainLoop, TimersFireAfterTheirIntervalAndCancelOnlyThemselves) {
+    using namespace std::chrono_literals;
+    RepeatingTimerHandle outliving;
     {
         BlockingMainLoop loop;
-        int firings = 0;
-        RepeatingTimerHandle timer;
-        timer = loop.scheduleRepeating(std::chrono::milliseconds(1), [&] {
-            if (++firings == 3) {
-                timer.cancel();
-                // Give a wrongly still-scheduled timer time to fire again before quitting.
-                loop.post([&] {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-                    loop.post([&] { loop.quit(); });
-                });
+        int fast = 0;
+        int slow = 0;
+        std::chrono::steady_clock::duration firstSlowAfter{};
+        const auto start = std::chrono::steady_clock::now();
+        RepeatingTimerHandle fastTimer;
+        fastTimer = loop.scheduleRepeating(1ms, [&] {
+            if (++fast == 3) {
+                fastTimer.cancel();
+            } else if (fast > 3) {
+                loop.quit(); // still firing after its cancel
             }
         });
-        survivor = loop.scheduleRepeating(std::chrono::hours(1), [] {});
+        // The slow timer must outlast the fast one's cancel and wait its interval first.
+        const RepeatingTimerHandle slowTimer = loop.scheduleRepeating(40ms, [&] {
+            if (++slow == 1) {
+                firstSlowAfter = std::chrono::steady_clock::now() - start;
+            } else {
+                loop.quit();
+            }
+        });
+        outliving = loop.scheduleRepeating(1h, [] {});
         loop.run();
-        EXPECT_EQ(firings, 3);
-        EXPECT_FALSE(timer.isActive());
-        EXPECT_TRUE(survivor.isActive());
+        EXPECT_EQ(fast, 3);
+        EXPECT_EQ(slow, 2);
+        EXPECT_GE(firstSlowAfter, 40ms);
+        EXPECT_FALSE(fastTimer.isActive());
     }
-    survivor.cancel(); // the loop is gone; cancelling must still be harmless
-    EXPECT_FALSE(survivor.isActive());
+    outliving.cancel(); // the loop is gone; cancelling must still be harmless
+    EXPECT_FALSE(outliving.isActive());
 }
 
 TEST(BlockingMainLoop, QuitBeforeRunReturnsAtOnceAndLeavesTasksQueued) {

@@ -38,18 +38,28 @@ TEST(PropertyList, SetKeepsFirstPositionAndEqualityIgnoresOrder) {
     EXPECT_NE(first, (PropertyDictionary{{"a", 2}}));
 }
 
+// Containers print as JSON, which holds only UTF-8: a string cut off mid-character or of
+// plain bytes (found by fuzzing) once made the printer throw and end the diagnostic
+// command; the bad bytes are now replaced. A plain string prints as it is, bytes and all.
 TEST(PropertyList, TextRendering) {
+    const std::string truncated = "caf\xC3";
+    const std::string stray = "\xFF\xFE ok";
     const std::vector<std::pair<PropertyList, std::string>> cases = {
         {PropertyList(true), "true"},
         {PropertyList(false), "false"},
         {PropertyList(-12), "-12"},
         {PropertyList(2400.0), "2400"},
         {PropertyList(2400.5), "2400.5"},
-        {PropertyList("ok"), "ok"},
+        {PropertyList(stray), stray},
         {PropertyList(PropertyArray{1, "x"}), R"([1,"x"])"},
+        {PropertyDictionary{{stray, 1}}, "{\"\xEF\xBF\xBD\xEF\xBF\xBD ok\":1}"},
+        {PropertyArray{PropertyDictionary{{"nested", PropertyArray{truncated, true}}}},
+         "[{\"nested\":[\"caf\xEF\xBF\xBD\",true]}]"},
     };
     for (const auto& [value, expected] : cases) {
-        EXPECT_EQ(value.text(), expected);
+        std::string printed;
+        EXPECT_NO_THROW(printed = value.text());
+        EXPECT_EQ(printed, expected);
     }
 }
 
@@ -57,6 +67,7 @@ TEST(PropertyList, JsonRoundTripKeepsIntegerDoubleBooleanAndStringApart) {
     const PropertyDictionary original{
         {"accepted", true},
         {"fanIndex", 0},
+        {"offset", -3}, // JSON keeps negative integers apart from unsigned ones
         {"targetRPM", 2400.0},
         {"reason", "app-curve-renewal"},
         {"nested", PropertyDictionary{{"list", PropertyArray{1, 2.5, false}}}}};

@@ -1,5 +1,3 @@
-#include "curve/ThermalHistory.h"
-
 #include "curve/ThermalDistribution.h"
 #include "curve/ThermalHistoryWindow.h"
 
@@ -13,21 +11,6 @@ namespace windlark {
 namespace {
 
 const Timestamp kStart = Timestamp(std::chrono::seconds(1'700'000'000));
-
-Timestamp at(double seconds) {
-    return addingSeconds(kStart, seconds);
-}
-
-ThermalSnapshot snapshot(double seconds, double temperatureC = 50.0, bool isLive = true) {
-    ThermalSnapshot result;
-    result.temperatureC = temperatureC;
-    result.actualRPM = 2000.0;
-    result.targetRPM = 2100.0;
-    result.temperatureSource = "PMU tdie1";
-    result.hasLiveTemperatureTelemetry = isLive;
-    result.updatedAt = at(seconds);
-    return result;
-}
 
 std::vector<ThermalSample> samplesAt(std::initializer_list<double> temperatures) {
     std::vector<ThermalSample> samples;
@@ -56,10 +39,6 @@ TEST(ThermalHistoryWindow, DurationsAndEnglishTitles) {
         EXPECT_EQ(fromRawValue<ThermalHistoryWindow>(rawValue(window)), window);
     }
     EXPECT_EQ(rawValue(ThermalHistoryWindow::twentyFourHours), "twentyFourHours");
-}
-
-TEST(ThermalSample, TakesTheSnapshotsReadingAndTime) {
-    EXPECT_EQ(ThermalSample(snapshot(12.5, 61.0)), ThermalSample(61.0, 2000.0, 2100.0, at(12.5)));
 }
 
 TEST(ThermalDistribution, BinsCoverTheAxisAndCountOnlySamplesOnIt) {
@@ -106,67 +85,6 @@ TEST(ThermalDistribution, DegenerateRequestsStillGiveUsableBins) {
     EXPECT_EQ(ThermalDistribution::make(samplesAt({-huge, 0.0, huge}), {"", "", -huge, huge}, 3)
                   .sampleCount,
               3);
-}
-
-TEST(ThermalHistory, RecordsLiveReadingsSpacedOutAndKeepsTwentyFourHours) {
-    ThermalHistory history;
-    EXPECT_TRUE(history.record(snapshot(0.0)));
-    EXPECT_FALSE(history.record(snapshot(1.0))) << "too soon";
-    EXPECT_TRUE(history.record(snapshot(1.6)));
-    EXPECT_TRUE(history.record(snapshot(3.1))) << "exactly 1.5 s later";
-    EXPECT_FALSE(history.record(snapshot(-100.0))) << "clock set back";
-    // Simulated temperatures neither record nor trim, however late they come.
-    EXPECT_FALSE(history.record(snapshot(3.0 * 86400.0, 50.0, false)));
-    EXPECT_EQ(history.size(), 3U);
-    EXPECT_EQ(history.lastSampleAt(), at(3.1));
-
-    // At 86,401.6 s the sample of 1.6 s is exactly 24 hours old and stays.
-    history.record(snapshot(86401.6));
-    EXPECT_EQ(history.size(), 3U);
-    EXPECT_EQ(history.allSamples().front().recordedAt, at(1.6));
-    history.trim(at(3.0 * 86400.0));
-    EXPECT_TRUE(history.isEmpty());
-}
-
-TEST(ThermalHistory, CapsTheSampleCountDroppingTheOldestFirst) {
-    ThermalHistory history;
-    // Every 1.5 s for about 20 hours: inside the retention, but beyond the cap.
-    const std::size_t recorded = ThermalHistory::sampleLimit + 5000;
-    for (std::size_t i = 0; i < recorded; ++i) {
-        ASSERT_TRUE(history.record(snapshot(1.5 * static_cast<double>(i))));
-    }
-    EXPECT_EQ(history.size(), ThermalHistory::sampleLimit);
-    EXPECT_EQ(history.allSamples().front().recordedAt, at(1.5 * 5000));
-
-    // A day at one snapshot every 2 s fills it to exactly the cap.
-    ThermalHistory day;
-    for (int i = 0; i <= 43200 + 10; ++i) {
-        day.record(snapshot(2.0 * i));
-    }
-    EXPECT_EQ(day.size(), ThermalHistory::sampleLimit);
-}
-
-TEST(ThermalHistory, WindowSelectsFromNowBackBothEndsIncluded) {
-    ThermalHistory history;
-    for (double seconds : {0.0, 1500.0, 1800.0, 3000.0, 3300.0}) {
-        history.record(snapshot(seconds, seconds / 100.0));
-    }
-    const auto temperatures = [&](ThermalHistoryWindow window, double now) {
-        std::vector<double> result;
-        for (const auto& sample : history.samples(window, at(now))) {
-            result.push_back(sample.temperatureC);
-        }
-        return result;
-    };
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 3300.0),
-              (std::vector<double>{30, 33}));
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::thirtyMinutes, 3300.0),
-              (std::vector<double>{15, 18, 30, 33}));
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::oneHour, 3300.0),
-              (std::vector<double>{0, 15, 18, 30, 33}));
-    // "Now" is the snapshot's time: later samples are not in an earlier view.
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 1800.0),
-              (std::vector<double>{15, 18}));
 }
 
 } // namespace

@@ -1,0 +1,197 @@
+// The curve lease: when the store asks the helper to hold the fan at the curve's target,
+// and what it does with the answer. The helper lets every lease lapse on its own after
+// 15 s, so the app only ever has to keep renewing; it never has to remember to stop.
+
+#include "store/WindlarkStore.h"
+#include "text/Formatters.h"
+#include "text/L10n.h"
+
+#include <cmath>
+
+namespace windlark {
+
+namespace {
+
+std::string joinedLines(const std::vector<std::string>& lines) {
+    std::string joined;
+    for (const std::string& line : lines) {
+        if (!joined.empty()) {
+            joined += '\n';
+        }
+        joined += line;
+    }
+    return joined;
+}
+
+} // namespace
+
+double WindlarkStore::curveTargetRPM() const {
+    return profile_.targetRPM(snapshot_.temperatureC);
+}
+
+double WindlarkStore::curveTargetPercent() const {
+    return profile_.targetPercent(snapshot_.temperatureC);
+}
+
+double WindlarkStore::curveRPMDelta() const {
+    return curveTargetRPM() - snapshot_.actualRPM;
+}
+
+bool WindlarkStore::isCurveEnabled() const {
+    return mode_ == FanControlMode::curve && !capabilities_.isUnsupported();
+}
+
+bool WindlarkStore::isFanOffRangeActive() const {
+    const double temperatureC = snapshot_.temperatureC;
+    return mode_ == FanControlMode::curve && temperatureC < profile_.safetyLimitC &&
+           profile_.isInFanOffRange(temperatureC);
+}
+
+FanControlMode WindlarkStore::effectiveMode() const {
+    if (snapshot_.temperatureC >= profile_.safetyLimitC) {
+        return FanControlMode::safety;
+    }
+    if (isFanOffRangeActive()) {
+        return FanControlMode::system;
+    }
+    return mode_;
+}
+
+double WindlarkStore::activeCurveLeaseTargetRPM() const {
+    return effectiveMode() == FanControlMode::safety ? profile_.rpmAxis.maximum : curveTargetRPM();
+}
+
+FanWriteSafetyPlan WindlarkStore::writeSafetyPlan() const {
+    return FanWriteSafetyPlan::evaluate(
+        capabilities_, snapshot_.hasLiveTemperatureTelemetry,
+        helperHealth_.hasSignedPrivilegedHelper(), helperHealth_.hasBlessMetadata,
+        helperHealth_.isPrivilegedInstallVerified, helperHealth_.hasTrustedProvenance,
+        helperHealth_.hasHeartbeat, helperHealth_.fanWritesEnabled, helperHealth_.hasResetPath());
+}
+
+void WindlarkStore::applyCurveTargetLeaseIfNeeded(bool force) {
+    if (mode_ != FanControlMode::curve || capabilities_.isUnsupported()) {
+        return;
+    }
+    if (isFanOffRangeActive()) {
+        resetFanControlForFanOffRangeIfNeeded(force);
+        return;
+    }
+    // Out of the range now, so the next stay in it hands the fan back again.
+    fanOffRangeResetSent_ = false;
+    if (const FanWriteSafetyPlan plan = writeSafetyPlan();
+        plan.status != FanWriteSafetyStatus::writeCapable) {
+        // Routine ticks stay quiet; an edit the user just made deserves the reason.
+        if (force) {
+            setStatus(plan.actionMessage());
+        }
+        return;
+    }
+    // One request at a time, and none queued behind it: the next tick decides afresh.
+    if (curveLeaseInFlight_) {
+        return;
+    }
+    const double target = activeCurveLeaseTargetRPM();
+    const MonotonicTime now = services_.clock->monotonicNow();
+    if (!force && lastCurveLeaseRequestAt_ && lastCurveLeaseTargetRPM_) {
+        const double elapsed = secondsBetween(*lastCurveLeaseRequestAt_, now);
+        const double change = std::abs(target - *lastCurveLeaseTargetRPM_);
+        if (elapsed < curveLeaseMinimumInterval && change < curveLeaseTargetDeltaRPM) {
+            return;
+        }
+    }
+    curveLeaseInFlight_ = true;
+    lastCurveLeaseRequestAt_ = now;
+    lastCurveLeaseTargetRPM_ = target;
+
+    const std::weak_ptr<WindlarkStore*> weakLifetime = lifetime_;
+    services_.curveLeaseQueue->async(
+        [client = services_.helperClient, mainLoop = services_.mainLoop, weakLifetime, target] {
+            const PrivilegedHelperActionResult result =
+                client->renewCurveTargetLease(target, curveLeaseDurationSeconds);
+            CurveLeaseOutcome outcome{result.isSuccess, result.lines()};
+            mainLoop->post([weakLifetime, outcome = std::move(outcome)] {
+                if (const auto alive = weakLifetime.lock()) {
+                    (*alive)->finishCurveTargetLease(outcome);
+                }
+            });
+        });
+}
+
+void WindlarkStore::finishCurveTargetLease(const CurveLeaseOutcome& outcome) {
+    const PublishScope scope(*this);
+    curveLeaseInFlight_ = false;
+    // A switch to system meanwhile makes the answer old news.
+    if (mode_ != FanControlMode::curve) {
+        return;
+    }
+    setStatus(joinedLines(outcome.lines));
+    if (!outcome.isSuccess) {
+        // Back off from the failure, not from the request: a helper that keeps failing is
+        // asked again at most every 5 s unless the target moves.
+        lastCurveLeaseRequestAt_ = services_.clock->monotonicNow();
+    }
+}
+
+void WindlarkStore::resetFanControlForFanOffRangeIfNeeded(bool force) {
+    resetCurveLeaseTracking();
+    if (fanOffRangeResetSent_) {
+        return;
+    }
+    fanOffRangeResetSent_ = true;
+    if (isHelperTrustedForReset()) {
+        setStatus(services_.helperClient->resetToSystem().message);
+        refreshHelperHealth();
+    } else if (force) {
+        setStatus(formatted(L10nKey::fanOffRangeActive,
+                            {Formatters::temperature(profile_.fanOffThresholdC)}));
+    }
+}
+
+void WindlarkStore::resetCurveLeaseTracking() {
+    lastCurveLeaseRequestAt_.reset();
+    lastCurveLeaseTargetRPM_.reset();
+}
+
+void WindlarkStore::applyCurveTargetLease() {
+    const PublishScope scope(*this);
+    refreshHelperHealth();
+    if (const FanWriteSafetyPlan plan = writeSafetyPlan();
+        plan.status != FanWriteSafetyStatus::writeCapable) {
+        setStatus(plan.actionMessage());
+        return;
+    }
+    const PrivilegedHelperActionResult result = services_.helperClient->holdManualTargetLease(
+        activeCurveLeaseTargetRPM(), manualTargetHoldSeconds);
+    setStatus(joinedLines(result.lines()));
+    refreshHelperHealth();
+    refreshHardwareCapabilities(false);
+}
+
+std::string WindlarkStore::curveEffectLabel() const {
+    if (isFanOffRangeActive()) {
+        return formatted(L10nKey::fanOffRangeActive,
+                         {Formatters::temperature(profile_.fanOffThresholdC)});
+    }
+    const double percent = curveTargetPercent();
+    const std::string linked = capabilities_.linkedTargetText(percent);
+    const bool isDriving =
+        isCurveEnabled() && writeSafetyPlan().status == FanWriteSafetyStatus::writeCapable;
+    if (capabilities_.fanCount > 1 && !linked.empty()) {
+        return std::string("Linked ") + (isDriving ? "target" : "preview") + " " +
+               Formatters::percent(percent) + ": " + linked;
+    }
+    const double delta = curveRPMDelta();
+    const double distance = std::abs(delta);
+    if (distance >= 50.0) {
+        const bool slowsDown = delta <= 0.0;
+        const L10nKey key =
+            isCurveEnabled()
+                ? (slowsDown ? L10nKey::curveTargetWillSlowDown : L10nKey::curveTargetWillSpeedUp)
+                : (slowsDown ? L10nKey::curveWouldSlowDown : L10nKey::curveWouldSpeedUp);
+        return formatted(key, {Formatters::rpm(distance)});
+    }
+    return text(isCurveEnabled() ? L10nKey::curveTargetNearCurrent : L10nKey::curveWouldHold);
+}
+
+} // namespace windlark

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "support/SerialQueue.h"
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+
+namespace windlark {
+
+// A serial queue whose tasks wait until the test runs them, so that a test can hold a
+// request "in flight" as long as it likes.
+class ManualSerialQueue final : public SerialQueue {
+public:
+    void async(Task task) override {
+        const std::scoped_lock lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+
+    // Runs the oldest waiting task; false when there is none.
+    bool runNext() {
+        Task task;
+        {
+            const std::scoped_lock lock(mutex_);
+            if (tasks_.empty()) {
+                return false;
+            }
+            task = std::move(tasks_.front());
+            tasks_.pop_front();
+        }
+        task();
+        return true;
+    }
+    void runAll() {
+        while (runNext()) {
+        }
+    }
+    [[nodiscard]] std::size_t waitingCount() const {
+        const std::scoped_lock lock(mutex_);
+        return tasks_.size();
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::deque<Task> tasks_;
+};
+
+} // namespace windlark

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "fakes/ManualClock.h"
+#include "fakes/ManualMainLoop.h"
+#include "fakes/ManualSerialQueue.h"
+#include "hardware/HardwareDiagnostics.h"
+#include "hardware/HardwareEnvironment.h"
+#include "hardware/SimulatedMachine.h"
+#include "helper/BundledPrivilegedHelperClient.h"
+#include "helper/SimulatedHelper.h"
+#include "shell/AppUpdateChecking.h"
+#include "shell/LoginItemControlling.h"
+#include "store/WindlarkStore.h"
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace windlark {
+
+// A store over a simulated one-fan Mac mini with a healthy simulated helper, running in
+// virtual time: the interface's tests, pictures and benchmarks all see the same machine.
+// The processor temperature swings between about 40 and 66 C over 25 minutes, so an hour
+// of history fills a good part of the temperature axis.
+class SimulatedEditorStore {
+public:
+    static constexpr const char* machineDocument = R"({
+      "model": "Mac16,10", "productName": "Mac mini", "smcService": "AppleSMCKeysEndpoint",
+      "smc": {
+        "FNum": {"type": "ui8", "value": 1},
+        "F0Mn": {"type": "flt", "value": 1000}, "F0Mx": {"type": "flt", "value": 4900},
+        "F0Ac": {"type": "flt", "value": 1650}, "F0Tg": {"type": "flt", "value": 1650},
+        "F0Md": {"type": "ui8", "value": 0}
+      },
+      "sensors": [
+        {"name": "PMU tdie1", "temperatureC": 53, "waveAmplitudeC": 13, "wavePeriodSeconds": 1500},
+        {"name": "NAND CH0 temp", "temperatureC": 38}
+      ]
+    })";
+
+    // A login item that is off and switches as asked.
+    class LoginItem final : public LoginItemControlling {
+    public:
+        LoginItemStatus current = LoginItemStatus::disabled;
+        [[nodiscard]] LoginItemStatus status() const override { return current; }
+        std::optional<LoginItemError> setEnabled(bool isEnabled) override {
+            current = isEnabled ? LoginItemStatus::enabled : LoginItemStatus::disabled;
+            return std::nullopt;
+        }
+    };
+
+    // An update check that finds this version current, answering on the next loop turn.
+    class UpdateChecker final : public AppUpdateChecking {
+    public:
+        explicit UpdateChecker(std::shared_ptr<MainLoop> loop)
+            : loop_(std::move(loop)) {}
+        void checkForUpdates(Completion completion) override {
+            loop_->post([completion = std::move(completion)] {
+                completion({AppUpdateCheckResult::Status::upToDate, "1.0.0", "1.0.0",
+                            "https://example.invalid/releases", std::nullopt});
+            });
+        }
+
+    private:
+        std::shared_ptr<MainLoop> loop_;
+    };
+
+    explicit SimulatedEditorStore(WindlarkStoreOptions options = {})
+        : clock(std::make_shared<ManualClock>())
+        , mainLoop(std::make_shared<ManualMainLoop>(clock.get()))
+        , leaseQueue(std::make_shared<ManualSerialQueue>())
+        , backgroundQueue(std::make_shared<ManualSerialQueue>())
+        , loginItem(std::make_shared<LoginItem>()) {
+        SimulatedMachine::ParseResult parsed = SimulatedMachine::parse(machineDocument, clock);
+        if (!parsed.machine) {
+            throw std::runtime_error(parsed.error);
+        }
+        machine = parsed.machine;
+        const HardwareEnvironment environment =
+            HardwareEnvironment::simulated(machine, nullptr, clock);
+        const SimulatedHelper helper(SimulatedHelperConfiguration{}, machine);
+
+        WindlarkStoreServices services;
+        services.controller = HardwareDiagnostics::makeSMCFanHardwareController(environment);
+        services.helperClient = std::make_shared<BundledPrivilegedHelperClient>(helper.services());
+        services.loginItemController = loginItem;
+        services.updateChecker = std::make_shared<UpdateChecker>(mainLoop);
+        services.clock = clock;
+        services.mainLoop = mainLoop;
+        services.curveLeaseQueue = leaseQueue;
+        services.backgroundQueue = backgroundQueue;
+        services.isSimulatedMachine = true;
+        store = std::make_unique<WindlarkStore>(std::move(services), std::move(options));
+    }
+
+    // Runs the control loop for `seconds` of virtual time, a tick every 2 s.
+    void run(double seconds) { mainLoop->advance(seconds); }
+
+    std::shared_ptr<ManualClock> clock;
+    std::shared_ptr<ManualMainLoop> mainLoop;
+    std::shared_ptr<ManualSerialQueue> leaseQueue;
+    std::shared_ptr<ManualSerialQueue> backgroundQueue;
+    std::shared_ptr<LoginItem> loginItem;
+    std::shared_ptr<SimulatedMachine> machine;
+    std::unique_ptr<WindlarkStore> store;
+};
+
+} // namespace windlark

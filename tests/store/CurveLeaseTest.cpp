@@ -1,0 +1,223 @@
+#include "store/StoreRig.h"
+
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+TEST(CurveLease, RenewsOnTheFirstTickAtOrAfterFiveSecondsAtASteadyTemperature) {
+    StoreRig rig = StoreRig::capable();
+    rig.makeInCurveMode(linearProfile());
+    std::vector<std::size_t> sentBy;
+    for (int tick = 0; tick <= 6; ++tick) {
+        if (tick > 0) {
+            rig.tick();
+        }
+        rig.completeLeases();
+        sentBy.push_back(rig.renewalTargets().size());
+    }
+    // Ticks at 0, 2, 4, 6, 8, 10, 12 s.
+    EXPECT_EQ(sentBy, (std::vector<std::size_t>{1, 1, 1, 2, 2, 2, 3}));
+    EXPECT_EQ(rig.helper->leases.back().seconds, WindlarkStore::curveLeaseDurationSeconds);
+    EXPECT_EQ(rig.renewalTargets().front(), 4000.0);
+}
+
+TEST(CurveLease, ATargetMoveOfSeventyFiveRPMRenewsEarly) {
+    // 100 RPM per degree: 0.75 C moves the target by exactly 75 RPM.
+    for (const auto& [temperatureC, expected] :
+         std::vector<std::pair<double, std::size_t>>{{60.75, 2}, {60.749, 1}, {59.25, 2}}) {
+        StoreRig rig = StoreRig::capable();
+        rig.makeInCurveMode(linearProfile());
+        rig.completeLeases();
+        rig.controller->temperatureC = temperatureC;
+        rig.tick();
+        rig.completeLeases();
+        EXPECT_EQ(rig.renewalTargets().size(), expected) << temperatureC;
+    }
+}
+
+TEST(CurveLease, AtTheSafetyLimitTheLeaseAsksForTheAxisMaximumEvenInsideTheFanOffRange) {
+    WindlarkProfile profile = linearProfile();
+    profile.isFanOffThresholdEnabled = true;
+    profile.fanOffThresholdC = 99.0; // beyond the limit: only a stored profile gets here
+    StoreRig rig = StoreRig::capable();
+    rig.controller->temperatureC = 95.0;
+    WindlarkStore& store = rig.makeInCurveMode(profile);
+    rig.completeLeases();
+    EXPECT_EQ(store.effectiveMode(), FanControlMode::safety);
+    EXPECT_EQ(rig.renewalTargets(), std::vector<double>{8000.0});
+    EXPECT_EQ(rig.count("reset"), 0);
+}
+
+TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRange) {
+    WindlarkProfile profile = linearProfile();
+    profile.isFanOffThresholdEnabled = true;
+    profile.fanOffThresholdC = 45.0;
+    StoreRig rig = StoreRig::capable();
+    rig.controller->temperatureC = 40.0;
+    WindlarkStore& store = rig.makeInCurveMode(profile);
+    EXPECT_EQ(rig.count("reset"), 1);
+    EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
+    for (const double temperatureC : {41.0, 45.0, 60.0, 44.0, 43.0}) {
+        rig.controller->temperatureC = temperatureC;
+        rig.tick();
+        rig.completeLeases();
+    }
+    // Left the range at 60 C (one renewal at once), came back at 44 C.
+    EXPECT_EQ(rig.count("reset"), 2);
+    EXPECT_EQ(rig.renewalTargets(), std::vector<double>{4000.0});
+    EXPECT_TRUE(store.isFanOffRangeActive());
+    EXPECT_EQ(store.effectiveMode(), FanControlMode::system);
+}
+
+TEST(CurveLease, AnUntrustedHelperInTheFanOffRangeIsOnlyExplainedOnAnEdit) {
+    WindlarkProfile profile = linearProfile();
+    profile.isFanOffThresholdEnabled = true;
+    profile.fanOffThresholdC = 45.0;
+    StoreRig rig = StoreRig::capable();
+    rig.helper->health.hasTrustedProvenance = false;
+    rig.controller->temperatureC = 40.0;
+    WindlarkStore& store = rig.makeInCurveMode(profile);
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+    rig.tick();
+    store.updateFanOffThreshold(46.0); // a new stay does not begin: still no reset
+    EXPECT_EQ(rig.count("reset"), 0);
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+}
+
+TEST(CurveLease, AFailingHelperIsAskedAgainFiveSecondsAfterTheFailureUnlessTheTargetMoves) {
+    StoreRig rig = StoreRig::capable();
+    rig.helper->leaseResult = PrivilegedHelperActionResult::failure("Helper fan lease rejected.");
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    rig.tick(1.5); // the failure comes back late
+    rig.completeLeases();
+    EXPECT_EQ(store.hardwareProbeStatus(), "success=false\nmessage=Helper fan lease rejected.");
+    rig.tick(2.5); // ticks at 2 and 4 s: 2.5 s after the failure
+    rig.tick(2.0); // 6 s: 4.5 s after the failure
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 1U);
+    rig.tick(2.0); // 8 s: 6.5 s after it
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 2U);
+    rig.controller->temperatureC = 61.0; // +100 RPM
+    rig.tick(2.0);
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 3U);
+}
+
+TEST(CurveLease, OneRequestInFlightAndNoneQueuedBehindIt) {
+    StoreRig rig = StoreRig::capable();
+    rig.makeInCurveMode(linearProfile());
+    for (int tick = 0; tick < 5; ++tick) {
+        rig.controller->temperatureC += 5.0;
+        rig.tick();
+    }
+    EXPECT_EQ(rig.leaseQueue->waitingCount(), 1U);
+    rig.completeLeases();
+    rig.tick();
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets(), (std::vector<double>{4000.0, 6500.0}));
+}
+
+TEST(CurveLease, AnAnswerAfterTheSwitchToSystemLeavesTheStatusLineAlone) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    store.resetToSystem();
+    EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
+    rig.completeLeases();
+    EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
+    // The request is no longer in flight: switching back on sends at once.
+    store.setCurveEnabled(true);
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 2U);
+}
+
+TEST(CurveLease, AStoreDestroyedWithARequestInFlightIsNeverTouchedAgain) {
+    StoreRig rig = StoreRig::capable();
+    rig.makeInCurveMode(linearProfile());
+    rig.store.reset();
+    rig.completeLeases(); // the renewal runs, its answer is dropped
+    rig.tick(60.0);
+    EXPECT_EQ(rig.renewalTargets().size(), 1U);
+    EXPECT_EQ(rig.loop->activeTimerCount(), 0U);
+}
+
+TEST(CurveLease, ALockedWritePathStaysQuietOnTicksAndExplainsItselfOnEdits) {
+    StoreRig rig = StoreRig::capable();
+    rig.helper->health.fanWritesEnabled = false;
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    rig.tick();
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+    store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
+    EXPECT_EQ(store.hardwareProbeStatus(), store.writeSafetyPlan().actionMessage());
+    EXPECT_NE(store.hardwareProbeStatus()->find("Missing"), std::string::npos);
+    rig.completeLeases();
+    EXPECT_TRUE(rig.renewalTargets().empty());
+}
+
+TEST(CurveLease, TheManualTestHoldsTheActiveTargetForFiveSeconds) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
+    store.applyCurveTargetLease();
+    ASSERT_EQ(rig.helper->leases.size(), 1U);
+    EXPECT_EQ(rig.helper->leases[0], (FakePrivilegedHelperClient::Lease{"hold", 4000.0, 5}));
+    // The capabilities are read again after the hold, which clears the line.
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+
+    rig.helper->health.hasHeartbeat = false;
+    store.applyCurveTargetLease();
+    EXPECT_EQ(rig.helper->leases.size(), 1U);
+    EXPECT_EQ(store.hardwareProbeStatus(), store.writeSafetyPlan().actionMessage());
+}
+
+TEST(CurveLease, WallClockJumpsNeitherStopRenewalsNorHistory) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    rig.completeLeases();
+    for (const double jump : {-3600.0, 86400.0 * 2}) {
+        rig.clock->set(addingSeconds(rig.clock->now(), jump));
+        const std::size_t sent = rig.renewalTargets().size();
+        rig.tick(6.0);
+        rig.completeLeases();
+        EXPECT_EQ(rig.renewalTargets().size(), sent + 1) << jump;
+        // The three readings since the jump are recorded and make up the visible window.
+        EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 3) << jump;
+    }
+}
+
+TEST(CurveEffectLabel, FollowsTheDistanceToTheTargetAndWhetherTheCurveDrives) {
+    struct Case {
+        double actualRPM;
+        FanControlMode mode;
+        const char* expected;
+    };
+    // The target at 60 C is 4000 RPM.
+    const Case cases[] = {
+        {3950.0, FanControlMode::curve, "Curve target will speed up by 50 RPM"},
+        {3950.1, FanControlMode::curve, "Curve target is near current speed"},
+        {4050.0, FanControlMode::curve, "Curve target will slow down by 50 RPM"},
+        {4000.0, FanControlMode::system, "Curve would hold near current speed"},
+        {4300.0, FanControlMode::system, "Curve would slow down by 300 RPM"},
+        {1000.0, FanControlMode::safety, "Curve would speed up by 3000 RPM"},
+    };
+    for (const Case& c : cases) {
+        StoreRig rig = StoreRig::capable();
+        rig.controller->actualRPM = c.actualRPM;
+        WindlarkStore& store = rig.make({linearProfile(), std::nullopt, c.mode, false});
+        EXPECT_EQ(store.curveEffectLabel(), c.expected) << c.actualRPM;
+    }
+
+    StoreRig twoFans = StoreRig::capable();
+    twoFans.controller->capabilities =
+        FanHardwareCapabilities::make(2, std::nullopt, std::nullopt, std::nullopt, "test",
+                                      {{0, "Fan 0", 1000.0, 7000.0, 2000.0, "test"},
+                                       {1, "Fan 1", 1000.0, 7000.0, 2100.0, "test"}});
+    EXPECT_EQ(twoFans.makeInCurveMode(linearProfile()).curveEffectLabel(),
+              "Linked target 43%: Fan 0 3571 RPM / Fan 1 3571 RPM");
+    twoFans.helper->health.fanWritesEnabled = false;
+    twoFans.store->refreshHelperHealth();
+    EXPECT_EQ(twoFans.store->curveEffectLabel().rfind("Linked preview 43%: ", 0), 0U);
+}
+
+} // namespace
+} // namespace windlark

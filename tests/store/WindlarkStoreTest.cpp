@@ -1,0 +1,221 @@
+#include "store/StoreRig.h"
+
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+TEST(WindlarkStore, UnsupportedHardwareKeepsTheSystemInCharge) {
+    StoreRig rig = StoreRig::capable();
+    rig.controller->capabilities =
+        FanHardwareCapabilities::make(0, std::nullopt, std::nullopt, std::nullopt, "none", {},
+                                      FanHardwareSupportStatus::unsupportedNoFan);
+    WindlarkStore& store = rig.makeInCurveMode();
+    EXPECT_EQ(store.mode(), FanControlMode::system);
+    EXPECT_EQ(store.menuBarStatusText(), "Fan");
+    store.setCurveEnabled(true);
+    EXPECT_EQ(store.mode(), FanControlMode::system);
+    EXPECT_FALSE(store.isCurveEnabled());
+    EXPECT_EQ(rig.count("reset"), 1);
+    rig.completeLeases();
+    EXPECT_TRUE(rig.renewalTargets().empty());
+}
+
+TEST(WindlarkStore, TheInitialProfileTakesTheHardwareRangeOnlyWhenAskedAndFullyKnown) {
+    struct Case {
+        std::optional<double> minimum, maximum;
+        bool apply;
+        double expectedMinimum, expectedMaximum;
+    };
+    const WindlarkAxis given = WindlarkProfile::balanced().rpmAxis;
+    const Case cases[] = {
+        {1000.0, 7000.0, true, 1000.0, 7000.0},
+        {std::nullopt, 7000.0, true, given.minimum, given.maximum},
+        {1000.0, 7000.0, false, given.minimum, given.maximum},
+    };
+    for (const Case& c : cases) {
+        StoreRig rig;
+        rig.controller->capabilities =
+            FanHardwareCapabilities::make(1, c.minimum, c.maximum, 2000.0, "test");
+        WindlarkStore& store =
+            rig.make({WindlarkProfile::balanced(), std::nullopt, FanControlMode::system, c.apply});
+        EXPECT_EQ(store.profile().rpmAxis.minimum, c.expectedMinimum);
+        EXPECT_EQ(store.profile().rpmAxis.maximum, c.expectedMaximum);
+        for (const WindlarkPoint& point : store.profile().points) {
+            EXPECT_LE(point.rpm, c.expectedMaximum);
+        }
+        EXPECT_FALSE(rig.defaults->data(rawValue(WindlarkPreferences::Key::profile)).has_value());
+    }
+}
+
+TEST(WindlarkStore, EditsFollowTheProfileRulesAndAreSaved) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make();
+    store.setPreset(CurvePreset::cooling);
+    EXPECT_EQ(store.profile().name, "Cooling");
+    EXPECT_EQ(store.profile().rpmAxis.minimum, 1000.0); // the hardware's, not the preset's 1200
+    EXPECT_EQ(store.profile().rpmAxis.maximum, 7000.0);
+
+    store.updateTemperatureAxis(30.0, 100.0);
+    store.updateFanOffThresholdEnabled(true);
+    store.updateFanOffThreshold(200.0);
+    store.updateSafetyLimit(200.0);
+    EXPECT_EQ(store.profile().safetyLimitC, 100.0);
+    EXPECT_LE(store.profile().fanOffThresholdC, 99.0);
+    store.updateSafetyLimit(70.0);
+    EXPECT_EQ(store.profile().fanOffThresholdC, 69.0);
+
+    const std::size_t points = store.profile().points.size();
+    store.addPoint();
+    EXPECT_EQ(store.profile().points.size(), points + 1);
+    store.removePoint();
+    EXPECT_EQ(store.profile().points.size(), points);
+    EXPECT_EQ(rig.preferences->loadProfile(), store.profile());
+
+    store.setLanguage(AppLanguage::japanese);
+    EXPECT_EQ(rig.preferences->loadLanguage(), AppLanguage::japanese);
+    rig.make();
+    EXPECT_EQ(rig.store->language(), AppLanguage::japanese);
+}
+
+TEST(WindlarkStore, WithoutPreferencesEditsWorkButNothingIsSaved) {
+    StoreRig rig = StoreRig::capable();
+    rig.preferences->saveLanguage(AppLanguage::korean);
+    WindlarkStore& store = rig.make({}, false);
+    EXPECT_EQ(store.language(), AppLanguage::english);
+    store.updateRPMAxis(1500.0, std::nullopt);
+    store.setLanguage(AppLanguage::spanish);
+    EXPECT_EQ(store.profile().rpmAxis.minimum, 1500.0);
+    EXPECT_FALSE(rig.preferences->loadProfile().has_value());
+    EXPECT_EQ(rig.preferences->loadLanguage(), AppLanguage::korean);
+}
+
+TEST(WindlarkStore, AdministratorDetectionEndsInItsStatusLine) {
+    const std::string withRange = "fanCount=1\nminimumRPM=1200\nmaximumRPM=5800\ncurrentRPM=1300\n";
+    const std::string withoutCurrent = "fanCount=1\nminimumRPM=1200\nmaximumRPM=5800\n";
+    struct Case {
+        AdminHardwareProbeResult result;
+        bool apply;
+        std::string expected;
+        double expectedMaximum;
+    };
+    const Case cases[] = {
+        {AdminHardwareProbeResult::failure(""), true, "Admin probe was canceled or failed.",
+         7000.0},
+        {AdminHardwareProbeResult::failure("User canceled."), true, "User canceled.", 7000.0},
+        {AdminHardwareProbeResult::success("garbage"), true,
+         "Admin probe returned an unreadable response.", 7000.0},
+        {AdminHardwareProbeResult::success(withRange), true,
+         "Admin probe applied the detected RPM range.", 5800.0},
+        {AdminHardwareProbeResult::success(withoutCurrent), true,
+         "Admin probe applied RPM range; live RPM readback is still unavailable.", 5800.0},
+        {AdminHardwareProbeResult::success(withRange), false,
+         "Admin probe could not read fan RPM keys.", 7000.0},
+    };
+    for (const Case& c : cases) {
+        StoreRig rig = StoreRig::capable();
+        rig.probeResult = c.result;
+        WindlarkStore& store = rig.make();
+        store.refreshHardwareCapabilitiesAsAdmin(c.apply);
+        EXPECT_EQ(store.hardwareProbeStatus(), "Waiting for administrator approval...");
+        rig.backgroundQueue->runAll();
+        rig.loop->runPending();
+        EXPECT_EQ(store.hardwareProbeStatus(), c.expected);
+        EXPECT_EQ(store.profile().rpmAxis.maximum, c.expectedMaximum) << c.expected;
+        EXPECT_EQ(rig.preferences->loadProfile().has_value(), c.expectedMaximum == 5800.0)
+            << c.expected;
+    }
+
+    StoreRig nowhere = StoreRig::capable();
+    nowhere.executablePath.reset();
+    nowhere.make().refreshHardwareCapabilitiesAsAdmin(true);
+    EXPECT_EQ(nowhere.store->hardwareProbeStatus(), "Could not locate the app executable.");
+    EXPECT_EQ(nowhere.backgroundQueue->waitingCount(), 0U);
+}
+
+TEST(WindlarkStore, HelperLoginAndUpdateActionsReportThroughTheirTexts) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make();
+    store.installPrivilegedHelper();
+    EXPECT_EQ(store.hardwareProbeStatus(), "Privileged helper installed.");
+    store.showWriteRequirements();
+    EXPECT_EQ(store.hardwareProbeStatus(), "All write requirements are satisfied.");
+
+    rig.loginItems->failure = LoginItemError{"Operation not permitted"};
+    store.setLaunchAtLoginEnabled(true);
+    EXPECT_EQ(store.launchAtLoginStatusText(),
+              "Could not update login item: Operation not permitted");
+    rig.loginItems->failure.reset();
+    rig.loginItems->current = LoginItemStatus::requiresApproval;
+    store.setLaunchAtLoginEnabled(true);
+    EXPECT_EQ(store.launchAtLoginStatus(), LoginItemStatus::enabled);
+    store.refreshLaunchAtLoginStatus();
+
+    store.checkForUpdates();
+    store.checkForUpdates(); // ignored while one runs
+    ASSERT_EQ(rig.updates->pending.size(), 1U);
+    EXPECT_EQ(store.updateStatusText(), "Checking...");
+    rig.updates->pending[0](AppUpdateCheckResult{AppUpdateCheckResult::Status::updateAvailable,
+                                                 "1.0.0", "1.2.0", std::nullopt, std::nullopt});
+    EXPECT_FALSE(store.isCheckingForUpdates());
+    EXPECT_EQ(store.updateStatusText(), "Update available: 1.2.0 (current 1.0.0).");
+}
+
+TEST(WindlarkStore, ObserversHearOncePerActionWhatChangedAndNeverAfterCancelling) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make();
+    std::vector<StoreChanges> heard;
+    CancellationHandle subscription =
+        store.subscribe([&](StoreChanges changes) { heard.push_back(changes); });
+    rig.tick();
+    store.refreshHardwareCapabilities(false);
+    store.setLanguage(AppLanguage::korean);
+    ASSERT_EQ(heard.size(), 3U);
+    EXPECT_EQ(heard[0], static_cast<StoreChanges>(StoreChange::snapshot));
+    EXPECT_TRUE(contains(heard[1], StoreChange::capabilities));
+    EXPECT_TRUE(contains(heard[1], StoreChange::snapshot));
+    EXPECT_EQ(heard[2], static_cast<StoreChanges>(StoreChange::other));
+    subscription.cancel();
+    rig.tick();
+    EXPECT_EQ(heard.size(), 3U);
+}
+
+TEST(WindlarkStore, TheMenuBarShowsThePercentageWithinTheRangeElseTheSpeed) {
+    struct Case {
+        std::optional<double> minimum, maximum;
+        double actualRPM;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {1000.0, 7000.0, 3580.0, "43%"},
+        {1000.0, 7000.0, 9000.0, "100%"},
+        {1000.0, 1000.0, 1234.4, "1234 RPM"},
+        {std::nullopt, std::nullopt, 1234.5, "1235 RPM"},
+    };
+    for (const Case& c : cases) {
+        StoreRig rig;
+        rig.controller->capabilities =
+            FanHardwareCapabilities::make(1, c.minimum, c.maximum, 2000.0, "test");
+        rig.controller->actualRPM = c.actualRPM;
+        EXPECT_EQ(rig.make().menuBarStatusText(), c.expected);
+    }
+}
+
+TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make();
+    rig.tick(60.0);
+    EXPECT_EQ(store.thermalHistory().size(), 31U);
+    const ThermalDistribution* cached = &store.visibleThermalDistribution();
+    EXPECT_EQ(cached->sampleCount, 31);
+    EXPECT_EQ(&store.visibleThermalDistribution(), cached);
+    EXPECT_EQ(store.visibleThermalSamples().size(), 31U);
+    rig.controller->isLive = false;
+    rig.tick(10.0);
+    EXPECT_EQ(store.thermalHistory().size(), 31U);
+    store.setThermalHistoryWindow(ThermalHistoryWindow::fiveMinutes);
+    EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 31);
+}
+
+} // namespace
+} // namespace windlark

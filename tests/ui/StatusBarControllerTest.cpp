@@ -1,0 +1,185 @@
+#include "ui/StatusBarController.h"
+
+#include "StoreFixture.h"
+#include "text/L10n.h"
+#include "ui/MenuBarPanelView.h"
+#include "ui/QtText.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+using Presentation = StatusBarController::Presentation;
+using PanelStyle = StatusBarController::PanelStyle;
+
+constexpr Presentation kNoTray{false, PanelStyle::window};
+constexpr Presentation kX11Tray{true, PanelStyle::besideTrayIcon};
+
+TEST(StatusBarController, PresentationFollowsThePlatform) {
+    struct Case {
+        const char* platform;
+        bool hasTray;
+        Presentation expected;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"cocoa", false, {true, PanelStyle::attachedToItem}},
+             {"xcb", true, {true, PanelStyle::besideTrayIcon}},
+             {"xcb", false, {false, PanelStyle::window}},
+             {"wayland", true, {true, PanelStyle::window}},
+             {"wayland-egl", false, {false, PanelStyle::window}},
+             {"offscreen", false, {false, PanelStyle::window}},
+         }) {
+        EXPECT_EQ(StatusBarController::presentationFor(QLatin1String(c.platform), c.hasTray),
+                  c.expected)
+            << c.platform << ' ' << c.hasTray;
+    }
+}
+
+TEST(StatusBarController, PanelSitsByTheItemInsideTheScreen) {
+    const QRect screen(0, 25, 1440, 875); // under a 25-point menu bar
+    const QSize panel = MenuBarPanelView::contentSize;
+    struct Case {
+        const char* name;
+        QRect anchor;
+        QRect available;
+        QPoint expected;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"under a top item, centred", QRect(700, 0, 40, 24), screen, QPoint(570, 28)},
+             {"kept off the right edge", QRect(1400, 0, 40, 24), screen, QPoint(1140, 28)},
+             {"kept off the left edge", QRect(0, 0, 40, 24), screen, QPoint(0, 28)},
+             {"above a bottom tray", QRect(1380, 870, 22, 22), QRect(0, 0, 1440, 868),
+              QPoint(1140, 436)},
+             {"nothing known of the screen", QRect(10, 0, 20, 20), QRect(), QPoint(-130, 24)},
+         }) {
+        EXPECT_EQ(StatusBarController::panelPosition(c.anchor, panel, c.available), c.expected)
+            << c.name;
+    }
+}
+
+TEST(StatusBarController, ItemWidthFollowsItsText) {
+    struct Case {
+        const char* name;
+        FanHardwareCapabilities capabilities;
+        const char* text;
+        int width;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"unsupported", StoreFixture::unsupported(), "Fan", 54},
+             {"percentage of the range",
+              FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "SMC"), "17%", 54},
+             {"no range: the speed",
+              FanHardwareCapabilities::make(1, std::nullopt, std::nullopt, 1650.0, "SMC"),
+              "1650 RPM", 94},
+         }) {
+        SCOPED_TRACE(c.name);
+        StoreFixture fixture;
+        fixture.fan->capabilities = c.capabilities;
+        auto store = fixture.makeStore();
+        const StatusBarController controller(*store, kNoTray, {});
+        EXPECT_EQ(controller.statusText(), c.text);
+        EXPECT_EQ(controller.itemWidth(), c.width);
+    }
+}
+
+TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
+    StoreFixture fixture;
+    auto store = fixture.makeStore();
+    StatusBarController controller(*store, kNoTray, {});
+    QSignalSpy redrawn(&controller, &StatusBarController::statusItemRedrawn);
+    const QImage first = controller.statusItemPicture();
+    ASSERT_FALSE(first.isNull());
+
+    const auto tick = [&](double rpm) {
+        fixture.fan->rpm = rpm;
+        fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
+    };
+    tick(1650.0);
+    tick(1652.0);                            // still 17%
+    store->setLanguage(AppLanguage::korean); // a percentage reads the same in every language
+    EXPECT_EQ(redrawn.count(), 0);
+    EXPECT_EQ(controller.statusItemPicture(), first);
+
+    tick(2000.0);
+    ASSERT_EQ(redrawn.count(), 1);
+    EXPECT_EQ(redrawn.at(0).at(0).toString(), "26%");
+    EXPECT_NE(controller.statusItemPicture(), first);
+    tick(2000.0);
+    EXPECT_EQ(redrawn.count(), 1);
+
+    // Without a fan the item shows a word, which does change with the language.
+    StoreFixture fanless;
+    fanless.fan->capabilities = StoreFixture::unsupported();
+    auto fanlessStore = fanless.makeStore();
+    StatusBarController fanlessController(*fanlessStore, kNoTray, {});
+    QSignalSpy fanlessRedrawn(&fanlessController, &StatusBarController::statusItemRedrawn);
+    fanlessStore->setLanguage(AppLanguage::spanish);
+    ASSERT_EQ(fanlessRedrawn.count(), 1);
+    EXPECT_EQ(fanlessRedrawn.at(0).at(0).toString(),
+              toQString(L10n::text(L10nKey::fan, AppLanguage::spanish)));
+    EXPECT_EQ(fanlessController.itemMenu()->actions().at(0)->text(),
+              fanlessRedrawn.at(0).at(0).toString());
+}
+
+TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndReused) {
+    StoreFixture fixture;
+    auto store = fixture.makeStore();
+    StatusBarController controller(*store, kNoTray, {});
+    EXPECT_EQ(controller.editorWindow(), nullptr);
+    EXPECT_TRUE(controller.panel()->isVisible()); // nothing in a tray: the panel shows itself
+
+    QTest::mouseClick(controller.panel()->findChild<QPushButton*>("openEditorButton"),
+                      Qt::LeftButton);
+    QWidget* editor = controller.editorWindow();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(editor->size(), StatusBarController::editorWindowDefaultSize);
+    EXPECT_EQ(editor->minimumSize(), StatusBarController::editorWindowMinimumSize);
+    EXPECT_EQ(editor->windowTitle(), "Curve Editor");
+
+    editor->close();
+    controller.showEditorWindow();
+    EXPECT_EQ(controller.editorWindow(), editor);
+    EXPECT_TRUE(editor->isVisible());
+    // The panel window stays where it is beside the editor.
+    EXPECT_TRUE(controller.panel()->isVisible());
+}
+
+TEST(StatusBarController, PopupPanelTogglesAndGivesWayToTheEditor) {
+    StoreFixture fixture;
+    auto store = fixture.makeStore();
+    StatusBarController controller(*store, kX11Tray, {});
+    MenuBarPanelView& panel = *controller.panel();
+    EXPECT_FALSE(panel.isVisible()); // the tray icon is there to open it
+    controller.togglePanel();
+    EXPECT_TRUE(panel.isVisible());
+    EXPECT_EQ(panel.size(), MenuBarPanelView::contentSize);
+    controller.togglePanel();
+    EXPECT_FALSE(panel.isVisible());
+    // The click that closed the popup from outside does not open it again at once.
+    controller.togglePanel();
+    EXPECT_FALSE(panel.isVisible());
+    QTest::qWait(300);
+    controller.togglePanel();
+    EXPECT_TRUE(panel.isVisible());
+    controller.showEditorWindow();
+    EXPECT_FALSE(panel.isVisible());
+}
+
+TEST(StatusBarController, ClosingTheOnlyVisiblePanelKeepsItReachable) {
+    StoreFixture fixture;
+    auto store = fixture.makeStore();
+    StatusBarController controller(*store, kNoTray, {});
+    controller.panel()->close();
+    EXPECT_TRUE(controller.panel()->isVisible());
+    EXPECT_TRUE(controller.panel()->isMinimized());
+}
+
+} // namespace
+} // namespace windlark

@@ -1,0 +1,207 @@
+#include "ui/WindlarkMacApp.h"
+
+#include "StoreFixture.h"
+#include "fakes/InMemoryDefaultsStore.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+#include <gtest/gtest.h>
+
+namespace windlark {
+namespace {
+
+class NoPreferredLanguages final : public PreferredLanguagesSource {
+public:
+    [[nodiscard]] std::vector<std::string> preferredLanguages() const override { return {}; }
+};
+
+struct AppFixture : StoreFixture {
+    std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
+    std::vector<int> exits;
+    std::vector<std::string> helperCallsAtExit;
+
+    [[nodiscard]] WindlarkMacAppServices appServices() {
+        WindlarkMacAppServices services;
+        services.store = StoreFixture::services();
+        services.preferences = std::make_shared<WindlarkPreferences>(
+            defaults, std::make_shared<NoPreferredLanguages>());
+        services.exit = [this](int status) {
+            exits.push_back(status);
+            helperCallsAtExit = helper->calls;
+        };
+        services.presentation = StatusBarController::Presentation{};
+        return services;
+    }
+};
+
+TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce) {
+    WindlarkProfile saved = WindlarkProfile::balanced();
+    saved.rpmAxis.minimum = 1200.0;
+    saved.rpmAxis.maximum = 3000.0;
+    for (const bool hasSavedProfile : {false, true}) {
+        SCOPED_TRACE(hasSavedProfile);
+        AppFixture fixture;
+        if (hasSavedProfile) {
+            fixture.defaults->setDataText(rawValue(WindlarkPreferences::Key::profile),
+                                          *WindlarkPreferences::encodeProfile(saved));
+        }
+        WindlarkMacAppServices services = fixture.appServices();
+        WindlarkMacApp* started = nullptr;
+        bool decidedBeforeTheStore = false;
+        services.shouldHandleInstallLocation = [&] {
+            decidedBeforeTheStore = started->store() == nullptr;
+            return false;
+        };
+        WindlarkMacApp app(std::move(services));
+        started = &app;
+        app.start();
+        EXPECT_TRUE(decidedBeforeTheStore);
+        ASSERT_NE(app.store(), nullptr);
+        const auto& axis = app.store()->profile().rpmAxis;
+        EXPECT_EQ(axis.minimum, hasSavedProfile ? 1200.0 : 1000.0);
+        EXPECT_EQ(axis.maximum, hasSavedProfile ? 3000.0 : 4900.0);
+
+        StatusBarController* controller = app.statusBarController();
+        ASSERT_NE(controller, nullptr);
+        app.activateStatusBarController();
+        QCoreApplication::processEvents(); // the queued activation
+        EXPECT_EQ(app.statusBarController(), controller);
+    }
+}
+
+TEST(WindlarkMacApp, ALaunchThatMustMoveItselfShowsOnlyTheOffer) {
+    AppFixture fixture;
+    WindlarkMacAppServices services = fixture.appServices();
+    int offers = 0;
+    services.shouldHandleInstallLocation = [] { return true; };
+    services.handleInstallLocation = [&] { ++offers; };
+    WindlarkMacApp app(std::move(services));
+    app.start();
+    EXPECT_EQ(offers, 0); // queued, not run inside start-up
+    QCoreApplication::processEvents();
+    EXPECT_EQ(offers, 1);
+    app.activateStatusBarController();
+    EXPECT_EQ(app.statusBarController(), nullptr);
+}
+
+TEST(WindlarkMacApp, QuittingHandsTheFanBackOnceAndOnlyWhenThereIsAStore) {
+    AppFixture fixture;
+    fixture.helper->health = StoreFixture::healthyHelper();
+    {
+        WindlarkMacApp early(fixture.appServices());
+        early.quit();
+        EXPECT_EQ(fixture.exits, std::vector<int>{0});
+        EXPECT_TRUE(fixture.helper->calls.empty());
+    }
+    fixture.exits.clear();
+
+    WindlarkMacApp app(fixture.appServices());
+    app.start();
+    app.store()->setCurveEnabled(true);
+    fixture.helper->calls.clear();
+    ASSERT_EQ(std::raise(SIGTERM), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.exits.size(), std::size_t{1}, 5000);
+    EXPECT_EQ(fixture.exits.front(), 0);
+    // The reset went out before the event loop was told to end.
+    EXPECT_EQ(fixture.helperCallsAtExit, std::vector<std::string>{"reset"});
+    app.resetFanControlBeforeAppTermination(); // the loop's own aboutToQuit
+    EXPECT_EQ(fixture.helper->calls, std::vector<std::string>{"reset"});
+}
+
+// The real program, started the way a user or a service manager starts it.
+class WindlarkMacProcess : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(home_.isValid() && runtime_.isValid());
+        environment_ = QProcessEnvironment::systemEnvironment();
+        environment_.insert("QT_QPA_PLATFORM", "offscreen");
+        environment_.insert("HOME", home_.path());
+        environment_.insert("XDG_CONFIG_HOME", home_.filePath("config"));
+        environment_.insert("XDG_RUNTIME_DIR", runtime_.path());
+        environment_.remove("WINDLARK_SIMULATED_MACHINE");
+    }
+
+    std::unique_ptr<QProcess> start(const QStringList& arguments) {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessEnvironment(environment_);
+        process->start(QStringLiteral(WINDLARK_APP_EXECUTABLE), arguments);
+        EXPECT_TRUE(process->waitForStarted(5000));
+        return process;
+    }
+
+    static QStringList oneFanMac() {
+        return {"--simulated-machine", "examples/machines/mac-mini-one-fan.json"};
+    }
+
+    QTemporaryDir home_;
+    QTemporaryDir runtime_;
+    QProcessEnvironment environment_;
+};
+
+TEST_F(WindlarkMacProcess, ASecondStartLeavesTheFirstRunningAndATerminationEndsItCleanly) {
+    auto first = start(oneFanMac());
+    // The first is ready once it listens for later starts.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !QDir(runtime_.path())
+             .entryList({QStringLiteral("windlark-mac-*.socket")}, QDir::System)
+             .isEmpty(),
+        10000);
+
+    auto second = start(oneFanMac());
+    ASSERT_TRUE(second->waitForFinished(10000));
+    EXPECT_EQ(second->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second->exitCode(), 0);
+    EXPECT_EQ(first->state(), QProcess::Running);
+
+    ::kill(static_cast<pid_t>(first->processId()), SIGTERM);
+    ASSERT_TRUE(first->waitForFinished(10000));
+    EXPECT_EQ(first->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(first->exitCode(), 0);
+}
+
+TEST_F(WindlarkMacProcess, RefusesToStartHalfWay) {
+    QFile malformed(home_.filePath("broken.json"));
+    ASSERT_TRUE(malformed.open(QIODevice::WriteOnly));
+    malformed.write("{\"model\": ");
+    malformed.close();
+    struct Case {
+        const char* name;
+        QStringList arguments;
+        bool hasDisplay;
+        QString message;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"missing machine file",
+              {"--simulated-machine", home_.filePath("nowhere.json")},
+              true,
+              home_.filePath("nowhere.json")},
+             {"malformed machine file",
+              {"--simulated-machine", malformed.fileName()},
+              true,
+              malformed.fileName()},
+             {"no display", oneFanMac(), false, QStringLiteral("no display")},
+         }) {
+        SCOPED_TRACE(c.name);
+        QProcessEnvironment environment = environment_;
+        if (!c.hasDisplay) {
+            for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+                environment.remove(QLatin1String(name));
+            }
+        }
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(WINDLARK_APP_EXECUTABLE), c.arguments);
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_NE(process.exitCode(), 0);
+        EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(c.message));
+    }
+}
+
+} // namespace
+} // namespace windlark
