@@ -174,7 +174,7 @@ TEST(CalibrationMap, GivesRangeStopPointAndDutyForASpeed) {
     EXPECT_FALSE(CalibrationMap::fromPoints({{0, 0}}).dutyFor(100));
 
     const auto maps = parseCalibrationFile(R"({"fans": {
-        "a": [[255, 2000], [0, 0]], "b": [[300, 1]], "c": [[1, -5]], "d": "x", "e": [[1.5, 2]],
+        "a": [[255, 2000], [0, 0]], "b": [[256, 1]], "c": [[1, -5]], "d": "x", "e": [[1.5, 2]],
         "f": []}})");
     ASSERT_EQ(maps.size(), 1U);
     EXPECT_EQ(parseCalibrationFile(calibrationFileText(maps)), maps);

@@ -279,6 +279,27 @@ TEST(FanLeaseDaemon, FaultsEndTheLeaseWithTheirCodeUntilTheClientResets) {
     }
 }
 
+TEST(FanLeaseDaemon, NudgesTheDutyTowardsTheMeasuredSpeedAQuarterAtATime) {
+    Rig rig;
+    rig.sysfs.set(input2, 900);
+    ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
+    ASSERT_EQ(rig.sysfs.value(pwm1), 160);
+    const struct {
+        std::int64_t speed;
+        std::int64_t duty;                                            // after one tick
+    } steps[] = {{1000, 168}, {1240, 168}, {1600, 160}, {1150, 164}}; // at most 8 a second
+    for (const auto& step : steps) {
+        rig.sysfs.set(input1, step.speed);
+        rig.daemon->tick(at(1));
+        EXPECT_EQ(rig.sysfs.value(pwm1), step.duty) << step.speed;
+    }
+    // A renewal at the same target keeps what the fan has earned; a new target does not.
+    EXPECT_EQ(codeOf(rig.lease(1, 1250, 2)), "accepted");
+    EXPECT_EQ(rig.sysfs.value(pwm1), 164);
+    EXPECT_EQ(codeOf(rig.lease(1, 1500, 3)), "accepted");
+    EXPECT_EQ(rig.sysfs.value(pwm1), 192);
+}
+
 TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
     const struct {
         const char* name;
