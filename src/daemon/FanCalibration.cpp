@@ -81,7 +81,7 @@ std::optional<DaemonError> FanCalibration::stepFan() {
     ++ticksInPhase_;
     if (phase_ == Phase::spinUp) {
         const bool isSettled =
-            lastSpeed_ && static_cast<double>(std::abs(*speed.value - *lastSpeed_)) <=
+            lastSpeed_ && static_cast<double>(std::llabs(*speed.value - *lastSpeed_)) <=
                               settings_.settledShare * static_cast<double>(*lastSpeed_);
         lastSpeed_ = speed.value;
         if ((isSettled && ticksInPhase_ >= settings_.spinUpSeconds) ||

@@ -108,6 +108,13 @@ TEST(FanWriter, ReadsBackEveryWriteWithinTheDriversResolution) {
     sysfs.files["/x"].writeError = EBUSY;
     EXPECT_EQ(writer.writeChecked("/x", 200)->codeText(), "driver-refused: EBUSY");
     EXPECT_EQ(writer.writeChecked("/missing", 1)->codeText(), "driver-refused: ENOENT");
+
+    // applesmc keeps a target in fixed point: within 1 % it took the value, beyond it not.
+    const DaemonFan smc = describeFans({"applesmc", "/a", "/h", {"fan1_output", "fan1_manual"}})[0];
+    sysfs.set("/h/fan1_output", 2970);
+    sysfs.files["/h/fan1_output"].ignoresWrites = true;
+    EXPECT_FALSE(writer.drive(smc, 3000));
+    EXPECT_TRUE(writer.drive(smc, 3040));
 }
 
 } // namespace
