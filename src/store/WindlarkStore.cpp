@@ -3,6 +3,7 @@
 #include "text/L10n.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <utility>
 
@@ -102,10 +103,17 @@ std::vector<ThermalSample> WindlarkStore::visibleThermalSamples() const {
 }
 
 const ThermalDistribution& WindlarkStore::visibleThermalDistribution() const {
-    if (!visibleDistribution_) {
+    // The window ends at the newest reading, so it slides even when no sample comes (a
+    // reading that is not live): that alone earns a rebuild once per tick at most, while
+    // the readings an edit takes (every drag step) reuse what was built.
+    const bool hasSlid = distributionBuiltAt_ &&
+                         std::abs(secondsBetween(*distributionBuiltAt_, snapshot_.updatedAt)) >=
+                             snapshotRefreshInterval;
+    if (!visibleDistribution_ || hasSlid) {
         visibleDistribution_ =
             history_.distribution(thermalHistoryWindow_, snapshot_.updatedAt,
                                   profile_.temperatureAxis, distributionBinCount);
+        distributionBuiltAt_ = snapshot_.updatedAt;
     }
     return *visibleDistribution_;
 }
@@ -130,10 +138,6 @@ void WindlarkStore::setThermalHistoryWindow(ThermalHistoryWindow window) {
 void WindlarkStore::refreshSnapshot() {
     const PublishScope scope(*this);
     ThermalSnapshot next = services_.controller->readSnapshot(profile_, effectiveMode(), snapshot_);
-    // The visible window ends at the newest reading, so a new reading moves it.
-    if (next.updatedAt != snapshot_.updatedAt) {
-        visibleDistribution_.reset();
-    }
     snapshot_ = std::move(next);
     changed(StoreChange::snapshot);
     recordThermalSample();

@@ -275,6 +275,7 @@ private:
 
     CompactThermalHistory history_;
     mutable std::optional<ThermalDistribution> visibleDistribution_;
+    mutable std::optional<Timestamp> distributionBuiltAt_;
 
     // Lease bookkeeping, on the monotonic clock so that a wall clock set back cannot
     // pause renewals.

@@ -215,6 +215,11 @@ TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
     EXPECT_EQ(store.thermalHistory().size(), 31U);
     store.setThermalHistoryWindow(ThermalHistoryWindow::fiveMinutes);
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 31);
+    // Without new samples the window still slides past the old ones.
+    rig.tick(260.0);
+    EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 16); // those from 30 s on
+    rig.tick(60.0);
+    EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 0);
 }
 
 } // namespace
