@@ -183,6 +183,7 @@ TEST(CurveGraphGeometry, ValueLabelsStayInsideTheView) {
     EXPECT_EQ(g.valueLabelRect({600, 400}, 100, 20), (GraphRect{550, 365, 100, 20}));
     // No room above: below it. Too far right or left: pulled in.
     EXPECT_EQ(g.valueLabelRect({600, 36}, 100, 20), (GraphRect{550, 51, 100, 20}));
+    EXPECT_EQ(g.valueLabelRect({600, 37}, 100, 20).y, 2); // just room enough above
     EXPECT_EQ(g.valueLabelRect({1270, 400}, 100, 20).maxX(), 1278);
     EXPECT_EQ(g.valueLabelRect({5, 400}, 100, 20).x, 2);
 }
