@@ -420,6 +420,15 @@ void WindlarkStore::setStatus(std::optional<std::string> status) {
     changed(StoreChange::other);
 }
 
+void WindlarkStore::temperatureSensorDidChange(const std::optional<std::string>& sensorId) {
+    const PublishScope scope(*this);
+    if (services_.preferences) {
+        services_.preferences->saveTemperatureSensor(sensorId);
+    }
+    changed(StoreChange::other);
+    refreshSnapshot();
+}
+
 std::string WindlarkStore::text(L10nKey key) const {
     return std::string(L10n::text(key, language_));
 }

@@ -209,6 +209,14 @@ public:
     void checkForUpdates();
     void setLanguage(AppLanguage language);
     void setThermalHistoryWindow(ThermalHistoryWindow window);
+    // The sensor that drives the curve, where the hardware has several (absent: none to
+    // choose from).
+    [[nodiscard]] TemperatureSensorPicker* temperatureSensorPicker() const {
+        return services_.controller->temperatureSensorPicker();
+    }
+    // After the picker took the user's choice (a stable id, or absent for the default):
+    // saved so that it survives restarts, and read at once.
+    void temperatureSensorDidChange(const std::optional<std::string>& sensorId);
     // Hands the fan back at once instead of letting the lease run out; the application
     // calls it on its way out.
     void resetFanControlBeforeTermination();

@@ -285,7 +285,9 @@ void StatusBarController::showEditorWindow() {
         editorWindow_->resize(editorWindowDefaultSize);
         auto* layout = new QVBoxLayout(editorWindow_.get());
         layout->setContentsMargins(0, 0, 0, 0);
-        layout->addWidget(new ContentView(store_, editorWindow_.get()));
+        auto* content = new ContentView(store_, editorWindow_.get());
+        content->setTemperatureSensorPicker(store_.temperatureSensorPicker());
+        layout->addWidget(content);
         const QRect available = availableGeometryAt(QCursor::pos());
         if (available.isValid()) {
             QRect frame(QPoint(), editorWindowDefaultSize);

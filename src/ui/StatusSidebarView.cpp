@@ -158,11 +158,12 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
         }
         // The first entry is the default; the others are the sensors by id.
         const auto position = static_cast<std::size_t>(index);
-        temperatureSensorPicker_->chooseTemperatureSensor(
+        const std::optional<std::string> chosen =
             index > 0 && position <= sensorIds_.size()
                 ? std::optional<std::string>(sensorIds_[position - 1])
-                : std::nullopt);
-        store_.refreshSnapshot();
+                : std::nullopt;
+        temperatureSensorPicker_->chooseTemperatureSensor(chosen);
+        store_.temperatureSensorDidChange(chosen);
     });
     sensorNotice_ = new QLabel(this);
     sensorNotice_->setWordWrap(true);

@@ -74,6 +74,9 @@ TEST(WindlarkStore, EditsFollowTheProfileRulesAndAreSaved) {
 
     store.setLanguage(AppLanguage::japanese);
     EXPECT_EQ(rig.preferences->loadLanguage(), AppLanguage::japanese);
+    store.temperatureSensorDidChange("k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp1");
+    EXPECT_EQ(rig.preferences->loadTemperatureSensor(),
+              "k10temp@/sys/devices/pci0000:00/0000:00:18.3#temp1");
     rig.make();
     EXPECT_EQ(rig.store->language(), AppLanguage::japanese);
 }
