@@ -188,8 +188,7 @@ void HwmonFanHardwareController::locateDrivingSensor() {
             }
         }
     }
-    // Its chip is away: look again until it returns.
-    needsEnumeration_ = true;
+    // Its chip is away; the search for chips seen at start brings it back.
 }
 
 std::optional<TemperatureTelemetryReading> HwmonFanHardwareController::readPrimaryTemperature() {
