@@ -8,7 +8,7 @@
 #include "hardware/SimulatedMachine.h"
 #include "helper/BundledPrivilegedHelperClient.h"
 #include "helper/SimulatedHelper.h"
-#include "store/StoreRig.h"
+#include "fakes/StoreRig.h"
 #include "support/ThreadSerialQueue.h"
 
 #include <atomic>

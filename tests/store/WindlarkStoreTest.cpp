@@ -1,4 +1,4 @@
-#include "store/StoreRig.h"
+#include "fakes/StoreRig.h"
 
 #include <gtest/gtest.h>
 

@@ -183,19 +183,19 @@ TEST(MenuBarPanelView, FollowsTheStoreOnlyWhileShown) {
     MenuBarPanelView panel(*store, {});
     panel.show();
     auto* fanValue = child<QLabel>(panel, "fanValue");
-    fixture.fan->rpm = 2100.0;
+    fixture.fan->actualRPM = 2100.0;
     fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
     EXPECT_EQ(fanValue->text(), "2100 RPM");
 
     panel.hide();
-    fixture.fan->rpm = 2500.0;
+    fixture.fan->actualRPM = 2500.0;
     fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
     EXPECT_EQ(fanValue->text(), "2100 RPM");
     panel.show();
     EXPECT_EQ(fanValue->text(), "2500 RPM");
 
     panel.showMinimized();
-    fixture.fan->rpm = 2700.0;
+    fixture.fan->actualRPM = 2700.0;
     fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
     EXPECT_EQ(fanValue->text(), "2500 RPM");
     panel.showNormal();

@@ -89,7 +89,7 @@ TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
     ASSERT_FALSE(first.isNull());
 
     const auto tick = [&](double rpm) {
-        fixture.fan->rpm = rpm;
+        fixture.fan->actualRPM = rpm;
         fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
     };
     tick(1650.0);

@@ -82,33 +82,47 @@ struct StoreRig {
         defaults, std::make_shared<FixedPreferredLanguages>());
     AdminHardwareProbeResult probeResult = AdminHardwareProbeResult::failure("");
     std::optional<std::string> executablePath = std::string("/Applications/Windlark Mac.app/x");
+    bool isSimulatedMachine = false;
     std::unique_ptr<WindlarkStore> store;
+
+    // Everything the write path asks of a helper.
+    static PrivilegedHelperHealth healthyHelper() {
+        PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
+        health.isBundled = health.isSignatureValid = health.hasBlessMetadata = true;
+        health.isPrivilegedInstallVerified = health.hasTrustedProvenance = true;
+        health.hasHeartbeat = health.resetCommandAccepted = health.fanWritesEnabled = true;
+        return health;
+    }
+    static FanHardwareCapabilities unsupported() {
+        return FanHardwareCapabilities::make(0, std::nullopt, std::nullopt, std::nullopt, "No fan",
+                                             {}, FanHardwareSupportStatus::unsupportedNoFan);
+    }
 
     // One supported fan of 1000...7000 RPM read live, and a helper that passes every check.
     static StoreRig capable() {
         StoreRig rig;
         rig.controller->capabilities =
             FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test");
-        PrivilegedHelperHealth& health = rig.helper->health;
-        health.isBundled = health.isSignatureValid = health.hasBlessMetadata = true;
-        health.isPrivilegedInstallVerified = health.hasTrustedProvenance = true;
-        health.hasHeartbeat = health.resetCommandAccepted = health.fanWritesEnabled = true;
+        rig.helper->health = healthyHelper();
         return rig;
     }
 
+    [[nodiscard]] WindlarkStoreServices services(bool withPreferences = true) {
+        return {controller,
+                helper,
+                loginItems,
+                updates,
+                withPreferences ? preferences : nullptr,
+                clock,
+                loop,
+                leaseQueue,
+                backgroundQueue,
+                [this](const std::string&) { return probeResult; },
+                executablePath,
+                isSimulatedMachine};
+    }
     WindlarkStore& make(WindlarkStoreOptions options = {}, bool withPreferences = true) {
-        WindlarkStoreServices services{controller,
-                                       helper,
-                                       loginItems,
-                                       updates,
-                                       withPreferences ? preferences : nullptr,
-                                       clock,
-                                       loop,
-                                       leaseQueue,
-                                       backgroundQueue,
-                                       [this](const std::string&) { return probeResult; },
-                                       executablePath};
-        store = std::make_unique<WindlarkStore>(std::move(services), std::move(options));
+        store = std::make_unique<WindlarkStore>(services(withPreferences), std::move(options));
         return *store;
     }
     WindlarkStore& makeInCurveMode(WindlarkProfile profile = WindlarkProfile::balanced()) {
