@@ -105,6 +105,19 @@ TEST(CurveLease, AFailingHelperIsAskedAgainFiveSecondsAfterTheFailureUnlessTheTa
     EXPECT_EQ(rig.renewalTargets().size(), 3U);
 }
 
+TEST(CurveLease, EditsRenewAtOnceWithoutWaitingForTheRhythm) {
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    rig.completeLeases();
+    store.updateFanOffThreshold(40.0); // the fan-off switch is off: the target stays put
+    rig.completeLeases();
+    store.updatePoint(store.profile().points.front().id, 30.0, 1010.0); // +6 RPM at 60 C
+    rig.completeLeases();
+    ASSERT_EQ(rig.renewalTargets().size(), 3U);
+    EXPECT_EQ(rig.renewalTargets()[1], 4000.0);
+    EXPECT_NEAR(rig.renewalTargets()[2], 4005.7, 0.1);
+}
+
 TEST(CurveLease, OneRequestInFlightAndNoneQueuedBehindIt) {
     StoreRig rig = StoreRig::capable();
     rig.makeInCurveMode(linearProfile());

@@ -3,12 +3,12 @@
 // a second.
 
 #include "fakes/FakeChildProcessRunner.h"
+#include "fakes/StoreRig.h"
 #include "hardware/HardwareDiagnostics.h"
 #include "hardware/HardwareEnvironment.h"
 #include "hardware/SimulatedMachine.h"
 #include "helper/BundledPrivilegedHelperClient.h"
 #include "helper/SimulatedHelper.h"
-#include "fakes/StoreRig.h"
 #include "support/ThreadSerialQueue.h"
 
 #include <atomic>

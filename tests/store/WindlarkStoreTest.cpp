@@ -207,6 +207,50 @@ TEST(WindlarkStore, TheMenuBarShowsThePercentageWithinTheRangeElseTheSpeed) {
     }
 }
 
+TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
+    struct Case {
+        const char* name;
+        FanHardwareCapabilities capabilities;
+        bool isHealthy;
+        const char* fan;
+        const char* range;
+        bool detection, requirements, writeActions;
+    };
+    const Case cases[] = {
+        {"capable", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), true,
+         "4000 RPM", "1000 RPM - 7000 RPM", false, false, true},
+        {"helper missing", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), false,
+         "4000 RPM", "1000 RPM - 7000 RPM", false, true, false},
+        {"no range", FanHardwareCapabilities::make(1, std::nullopt, std::nullopt, 2000.0, "test"),
+         true, "4000 RPM", "Unavailable", true, true, false},
+        {"unsupported", StoreRig::unsupported(), true, "No fan", "Unsupported", false, false,
+         false},
+    };
+    for (const Case& c : cases) {
+        StoreRig rig;
+        rig.controller->capabilities = c.capabilities;
+        if (c.isHealthy) {
+            rig.helper->health = StoreRig::healthyHelper();
+        }
+        WindlarkStore& store =
+            rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
+        EXPECT_EQ(store.fanReadingValueText(), c.fan) << c.name;
+        EXPECT_EQ(store.curveTargetValueText(), "4000 RPM") << c.name;
+        EXPECT_EQ(store.hardwareRangeText(), c.range) << c.name;
+        EXPECT_EQ(store.shouldShowHardwareDetectionActions(), c.detection) << c.name;
+        EXPECT_EQ(store.shouldShowWriteRequirementsAction(), c.requirements) << c.name;
+        EXPECT_EQ(store.shouldShowWriteActions(), c.writeActions) << c.name;
+    }
+
+    // Reading the capabilities again fits the axis only when asked to.
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
+    store.refreshHardwareCapabilities(false);
+    EXPECT_EQ(store.profile().rpmAxis.maximum, 8000.0);
+    store.refreshHardwareCapabilities(true);
+    EXPECT_EQ(store.profile().rpmAxis.maximum, 7000.0);
+}
+
 TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
     StoreRig rig = StoreRig::capable();
     WindlarkStore& store = rig.make();
