@@ -163,7 +163,8 @@ public:
 
 private:
     void take() {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        // Zeroed as SD_BUS_ERROR_NULL would, without its C compound literal.
+        sd_bus_error error{};
         sd_bus_message* reply = nullptr;
         int fd = -1;
         if (sd_bus_call_method(bus_, "org.freedesktop.login1", "/org/freedesktop/login1",
