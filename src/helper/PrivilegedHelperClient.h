@@ -4,6 +4,8 @@
 #include "helper/PrivilegedHelperHealth.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace windlark {
 
@@ -21,6 +23,9 @@ public:
     holdManualTargetLease(double targetRPM, std::int64_t holdSeconds);
     [[nodiscard]] virtual PrivilegedHelperActionResult
     renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds);
+    // The last lease the helper ended on its own since last asked, as "code: text"
+    // ("stalled: hwmon2/fan1 reads 0 RPM"). A helper whose leases only run out has none.
+    [[nodiscard]] virtual std::optional<std::string> takeLeaseEnd() { return std::nullopt; }
 };
 
 } // namespace windlark

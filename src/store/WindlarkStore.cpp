@@ -141,6 +141,7 @@ void WindlarkStore::refreshSnapshot() {
     snapshot_ = std::move(next);
     changed(StoreChange::snapshot);
     recordThermalSample();
+    takeLeaseEnd();
     applyCurveTargetLeaseIfNeeded(false);
 }
 
@@ -354,7 +355,7 @@ void WindlarkStore::refreshHelperHealth() {
 void WindlarkStore::showWriteRequirements() {
     const PublishScope scope(*this);
     refreshHelperHealth();
-    setStatus(writeSafetyPlan().actionMessage());
+    setStatus(writeLockedMessage(writeSafetyPlan()));
 }
 
 void WindlarkStore::installPrivilegedHelper() {

@@ -180,4 +180,24 @@ std::string WindlarkStore::helperInstallActionIcon() const {
                                                      : "arrow.down.circle";
 }
 
+std::string WindlarkStore::writeLockedMessage(const FanWriteSafetyPlan& plan) const {
+    std::string message = plan.actionMessage();
+    if (helperHealth_.remedy) {
+        message += " " + *helperHealth_.remedy;
+    }
+    return message;
+}
+
+std::optional<std::string> WindlarkStore::readOnlyHardwareNote() const {
+    const FanWriteSafetyPlan plan = writeSafetyPlan();
+    if (plan.status == FanWriteSafetyStatus::writeCapable) {
+        return std::nullopt;
+    }
+    std::string note = text(L10nKey::readOnlyHardware) + " " + plan.detail;
+    if (helperHealth_.remedy) {
+        note += " " + *helperHealth_.remedy;
+    }
+    return note;
+}
+
 } // namespace windlark

@@ -256,8 +256,10 @@ void StatusSidebarView::refreshSensors() {
     // Where the readings come from, and what this computer allows.
     QString note;
     if (hasPicker) {
-        note = text(L10nKey::realHardwareRunning) + QStringLiteral(". ") +
-               text(L10nKey::readOnlyHardware);
+        note = text(L10nKey::realHardwareRunning) + QStringLiteral(".");
+        if (const std::optional<std::string> readOnly = store_.readOnlyHardwareNote()) {
+            note += QStringLiteral(" ") + qtext(*readOnly);
+        }
         if (store_.hardwareCapabilities().fanCount == 0) {
             note += QStringLiteral(" ") + text(L10nKey::noFanVisible);
         }

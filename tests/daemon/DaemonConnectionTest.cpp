@@ -9,6 +9,8 @@
 #include "platform/linux/LinuxDaemonHelperClient.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace windlark {
 namespace {
@@ -71,7 +73,7 @@ TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconn
 
 TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
     const LinuxDaemonFacts trusted{"/usr/sbin/windlarkd", true, true, true, true};
-    const LinuxDaemonProbe alive{true, true, true};
+    const LinuxDaemonProbe alive{true, true, true, std::nullopt};
     const PrivilegedHelperHealth healthy = linuxDaemonHealth(trusted, alive);
     EXPECT_EQ(healthy.xpcActivationPolicy().state,
               PrivilegedHelperXPCActivationState::activationAllowed);
@@ -104,7 +106,46 @@ TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
         EXPECT_FALSE(health.hasHeartbeat || health.resetCommandAccepted || health.fanWritesEnabled)
             << testCase.name;
     }
-    EXPECT_FALSE(linuxDaemonHealth(trusted, {true, false, true}).resetCommandAccepted);
+    EXPECT_FALSE(
+        linuxDaemonHealth(trusted, {true, false, true, std::nullopt}).resetCommandAccepted);
+
+    // A refusal is advice only from a daemon we trust, and only while it does not answer.
+    const std::string advice = "not-permitted: join the group";
+    EXPECT_EQ(linuxDaemonHealth(trusted, {false, false, false, advice}).remedy, advice);
+    EXPECT_EQ(linuxDaemonHealth(trusted, alive).remedy, std::nullopt);
+    LinuxDaemonFacts userOwned = trusted;
+    userOwned.isPeerRoot = false;
+    EXPECT_EQ(linuxDaemonHealth(userOwned, {false, false, false, advice}).remedy, std::nullopt);
+}
+
+TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "connecting as a user outside the group needs root";
+    }
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start("windlark-no-such-group"));
+    int result[2];
+    ASSERT_EQ(::pipe(result), 0);
+    const pid_t stranger = ::fork();
+    if (stranger == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+            ::_exit(2);
+        }
+        // The daemon answers the refusal to no request in particular, then hangs up.
+        const auto refused = clientOver(std::make_shared<DaemonSocketConnector>(rig.socketPath()))
+                                 .renewCurveTargetLease(1250, 15);
+        const bool advises = !refused.isSuccess && refused.message.starts_with("not-permitted") &&
+                             refused.message.find("usermod -aG") != std::string::npos;
+        const char code = advises ? 'r' : 'a';
+        (void)::write(result[1], &code, 1);
+        ::_exit(0);
+    }
+    char code = '?';
+    ASSERT_EQ(::read(result[0], &code, 1), 1);
+    ::waitpid(stranger, nullptr, 0);
+    ::close(result[0]);
+    ::close(result[1]);
+    EXPECT_EQ(code, 'r');
 }
 
 } // namespace

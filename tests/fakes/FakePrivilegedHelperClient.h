@@ -3,7 +3,9 @@
 #include "helper/PrivilegedHelperClient.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace windlark {
@@ -24,6 +26,7 @@ public:
     PrivilegedHelperActionResult leaseResult{true, "Helper fan lease accepted.", {}};
     std::vector<std::string> calls;
     std::vector<Lease> leases;
+    std::optional<std::string> leaseEnd; // the next lease the helper ended on its own
 
     PrivilegedHelperHealth readHealth() override {
         calls.emplace_back("readHealth");
@@ -48,6 +51,9 @@ public:
         calls.emplace_back("renewal");
         leases.push_back({"renewal", targetRPM, leaseSeconds});
         return leaseResult;
+    }
+    std::optional<std::string> takeLeaseEnd() override {
+        return std::exchange(leaseEnd, std::nullopt);
     }
 };
 

@@ -42,7 +42,7 @@ public:
     bool compilesRequirement(const std::string&) const override { return false; }
 };
 
-std::optional<PropertyDictionary> readStatus(HelperConnector& connector) {
+std::optional<HelperReply> readStatus(HelperConnector& connector) {
     HelperSessionOpening opening = connector.openSession();
     if (!opening.session) {
         return std::nullopt;
@@ -64,7 +64,7 @@ std::optional<PropertyDictionary> readStatus(HelperConnector& connector) {
             [&slot] { return slot->reply.has_value(); })) {
         return std::nullopt;
     }
-    return slot->reply->dictionary;
+    return std::move(slot->reply);
 }
 
 bool stringIs(const PropertyDictionary& dictionary, std::string_view key, std::string_view value) {
@@ -101,6 +101,10 @@ PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
     health.hasHeartbeat = isTrusted && probe.heartbeat;
     health.resetCommandAccepted = health.hasHeartbeat && probe.resetAccepted;
     health.fanWritesEnabled = health.hasHeartbeat && probe.fanWritesEnabled;
+    // Only a root daemon's refusal is passed on: its advice is to run a command with sudo.
+    if (isTrusted && !probe.heartbeat) {
+        health.remedy = probe.refusal;
+    }
     CodeSigningInfo signature;
     signature.isValid = facts.isExecutableRootLocked;
     signature.status =
@@ -152,10 +156,15 @@ PrivilegedHelperHealth LinuxDaemonHelperClient::readHealth() {
     const LinuxDaemonFacts facts = readFacts();
     LinuxDaemonProbe probe;
     if (facts.isPeerRoot) {
-        if (const auto status = readStatus(*connector_)) {
-            probe.heartbeat = stringIs(*status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
+        const std::optional<HelperReply> reply = readStatus(*connector_);
+        if (reply && !reply->dictionary && reply->error.starts_with("not-permitted")) {
+            probe.refusal = reply->error;
+        }
+        if (const auto* status = reply ? &reply->dictionary : nullptr; status && *status) {
+            probe.heartbeat =
+                stringIs(**status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
             probe.fanWritesEnabled =
-                stringIs(*status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
+                stringIs(**status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
             // Proven by using it, as on every platform.
             probe.resetAccepted = probe.heartbeat && requests_.resetToSystem().isSuccess;
         }
@@ -198,6 +207,10 @@ LinuxDaemonHelperClient::holdManualTargetLease(double targetRPM, std::int64_t ho
 PrivilegedHelperActionResult
 LinuxDaemonHelperClient::renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) {
     return requests_.renewCurveTargetLease(targetRPM, leaseSeconds);
+}
+
+std::optional<std::string> LinuxDaemonHelperClient::takeLeaseEnd() {
+    return connector_->takeLeaseEnd();
 }
 
 } // namespace windlark
