@@ -116,6 +116,14 @@ TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
     LinuxDaemonFacts userOwned = trusted;
     userOwned.isPeerRoot = false;
     EXPECT_EQ(linuxDaemonHealth(userOwned, {false, false, false, advice}).remedy, std::nullopt);
+    // Not installed, or installed but never started: the remedy says what to do.
+    EXPECT_NE(linuxDaemonHealth({}, alive).remedy.value_or("").find("package"), std::string::npos);
+    LinuxDaemonFacts notEnabled = trusted;
+    notEnabled.isSocketPresent = notEnabled.isPeerRoot = false;
+    EXPECT_NE(linuxDaemonHealth(notEnabled, alive)
+                  .remedy.value_or("")
+                  .find("sudo /usr/sbin/windlarkd --install"),
+              std::string::npos);
 }
 
 TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {

@@ -79,6 +79,7 @@ PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
     if (!facts.executablePath) {
         PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
         health.detail = "windlarkd is not installed.";
+        health.remedy = "Install the package that provides windlarkd.";
         return health;
     }
     PrivilegedHelperHealth health;
@@ -101,8 +102,13 @@ PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
     health.hasHeartbeat = isTrusted && probe.heartbeat;
     health.resetCommandAccepted = health.hasHeartbeat && probe.resetAccepted;
     health.fanWritesEnabled = health.hasHeartbeat && probe.fanWritesEnabled;
-    // Only a root daemon's refusal is passed on: its advice is to run a command with sudo.
-    if (isTrusted && !probe.heartbeat) {
+    if (!facts.isSocketPresent) {
+        // Installed but never enabled: "Install Helper" does it, or these commands do.
+        health.remedy = "Use Install Helper, or run as administrator: " +
+                        linuxDaemonInstallCommands(*facts.executablePath);
+    } else if (isTrusted && !probe.heartbeat) {
+        // Only a root daemon's refusal is passed on: its advice is to run a command with
+        // sudo.
         health.remedy = probe.refusal;
     }
     CodeSigningInfo signature;
