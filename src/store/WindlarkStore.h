@@ -147,6 +147,10 @@ public:
         return leaseEndNotice_;
     }
     [[nodiscard]] std::uint64_t leaseEndNoticeCount() const { return leaseEndNoticeCount_; }
+    // What the helper last said about measuring its fans (absent: it cannot).
+    [[nodiscard]] const std::optional<HelperCalibrationStatus>& calibrationStatus() const {
+        return calibration_;
+    }
 
     // History. The whole history is never copied for a view: the distribution of the
     // visible window is kept and rebuilt only when a sample, the window or the temperature
@@ -195,6 +199,16 @@ public:
     [[nodiscard]] bool shouldShowWriteActions() const;
     [[nodiscard]] bool shouldShowResetToSystemAction() const;
     [[nodiscard]] std::string helperInstallActionTitle() const;
+    // "Calibrate fans": offered only while the helper has duty fans it never measured and
+    // no run is going on.
+    [[nodiscard]] bool shouldShowCalibrateAction() const;
+    [[nodiscard]] bool isCalibrating() const;
+    // "Calibrating fan 1 of 2 (id): 40 %", or how the last run ended; absent before any.
+    [[nodiscard]] std::optional<std::string> calibrationProgressText() const;
+    // What the user confirms before a run.
+    static constexpr std::string_view calibrationWarning =
+        "Each fan runs at full speed, then steps down and may stop briefly while its speed "
+        "is measured. Your curve pauses until the run ends; it takes a few minutes per fan.";
     // A system symbol name ("arrow.down.circle" to install, "arrow.clockwise.circle" to update).
     [[nodiscard]] std::string helperInstallActionIcon() const;
 
@@ -219,6 +233,10 @@ public:
     void applyDetectedHardwareRange();
     void refreshHardwareCapabilitiesAsAdmin(bool applyToAxis);
     void refreshHelperHealth();
+    // Fan calibration: the curve's lease pauses while it runs, since the daemon lends the
+    // fans to the run.
+    void calibrateFans();
+    void cancelCalibration();
     void setLaunchAtLoginEnabled(bool isEnabled);
     void refreshLaunchAtLoginStatus();
     void checkForUpdates();
@@ -272,6 +290,7 @@ private:
     void resetFanControlForFanOffRangeIfNeeded(bool force);
     void resetCurveLeaseTracking();
     void takeLeaseEnd();
+    void refreshCalibration();
     void setCapabilities(FanHardwareCapabilities capabilities);
     void applyAdminProbeResult(const AdminHardwareProbeResult& result, bool applyToAxis);
     [[nodiscard]] bool isHelperTrustedForReset() const;
@@ -312,6 +331,7 @@ private:
     std::optional<std::string> leaseEndNotice_;
     std::uint64_t leaseEndNoticeCount_ = 0;
     std::optional<MonotonicTime> leaseEndNoticeAt_;
+    std::optional<HelperCalibrationStatus> calibration_;
 
     struct Observation;
     std::shared_ptr<Observation> observation_;

@@ -70,7 +70,7 @@ FanWriteSafetyPlan WindlarkStore::writeSafetyPlan() const {
 }
 
 void WindlarkStore::applyCurveTargetLeaseIfNeeded(bool force) {
-    if (mode_ != FanControlMode::curve || capabilities_.isUnsupported()) {
+    if (mode_ != FanControlMode::curve || capabilities_.isUnsupported() || isCalibrating()) {
         return;
     }
     if (isFanOffRangeActive()) {

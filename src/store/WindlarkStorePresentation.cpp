@@ -200,4 +200,20 @@ std::optional<std::string> WindlarkStore::readOnlyHardwareNote() const {
     return note;
 }
 
+bool WindlarkStore::isCalibrating() const {
+    return calibration_ && calibration_->isRunning();
+}
+
+bool WindlarkStore::shouldShowCalibrateAction() const {
+    return calibration_ && calibration_->uncalibratedFans > 0 && !calibration_->isRunning();
+}
+
+std::optional<std::string> WindlarkStore::calibrationProgressText() const {
+    if (!calibration_ || calibration_->progress.empty()) {
+        return std::nullopt;
+    }
+    return (calibration_->isRunning() ? "Calibrating " : "Last calibration: ") +
+           calibration_->progress;
+}
+
 } // namespace windlark

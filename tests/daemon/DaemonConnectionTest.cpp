@@ -71,6 +71,24 @@ TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconn
     EXPECT_TRUE(again.isSuccess) << again.message;
 }
 
+TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnection) {
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start());
+    LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>(rig.socketPath()),
+                                   nullptr);
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, ""}));
+    const auto started = client.calibrateFans();
+    ASSERT_TRUE(started.isSuccess) << started.message;
+    EXPECT_TRUE(client.readCalibration().value_or(HelperCalibrationStatus{}).isRunning());
+    // A second run while the first goes on is refused, and says so.
+    const auto again = client.calibrateFans();
+    EXPECT_FALSE(again.isSuccess);
+    EXPECT_NE(again.message.find("busy"), std::string::npos) << again.message;
+    EXPECT_TRUE(client.cancelCalibration().isSuccess);
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, "cancelled"}));
+    EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
+}
+
 TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
     const LinuxDaemonFacts trusted{"/usr/sbin/windlarkd", true, true, true, true};
     const LinuxDaemonProbe alive{true, true, true, std::nullopt};

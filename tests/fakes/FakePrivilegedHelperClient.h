@@ -52,6 +52,16 @@ public:
         leases.push_back({"renewal", targetRPM, leaseSeconds});
         return leaseResult;
     }
+    std::optional<HelperCalibrationStatus> calibration; // what readCalibration answers
+    std::optional<HelperCalibrationStatus> readCalibration() override { return calibration; }
+    PrivilegedHelperActionResult calibrateFans() override {
+        calls.emplace_back("calibrate");
+        return {true, "Calibration started.", {}};
+    }
+    PrivilegedHelperActionResult cancelCalibration() override {
+        calls.emplace_back("cancelCalibration");
+        return {true, "Calibration cancelled.", {}};
+    }
     std::optional<std::string> takeLeaseEnd() override {
         return std::exchange(leaseEnd, std::nullopt);
     }

@@ -229,6 +229,59 @@ TEST(CurveLease, AFanTheHelperHandedBackIsNamedOnceAMinuteAndTheRhythmHolds) {
     EXPECT_EQ(rig.renewalTargets().size(), 12U); // at 0, 6, ..., 66 s
 }
 
+TEST(CurveLease, CalibrationIsOfferedForUnmeasuredFansAndPausesTheCurveWhileItRuns) {
+    struct Case {
+        const char* name;
+        std::optional<HelperCalibrationStatus> status;
+        bool offered;
+        bool running;
+    };
+    for (const Case& testCase : {
+             Case{"no calibration", std::nullopt, false, false},
+             Case{"all measured", HelperCalibrationStatus{0, "finished"}, false, false},
+             Case{"two unmeasured", HelperCalibrationStatus{2, ""}, true, false},
+             Case{"running", HelperCalibrationStatus{2, "fan 1 of 2 (a): 40 %"}, false, true},
+             Case{"cancelled", HelperCalibrationStatus{2, "cancelled"}, true, false},
+         }) {
+        StoreRig rig = StoreRig::capable();
+        rig.helper->calibration = testCase.status;
+        WindlarkStore& store = rig.make();
+        store.refreshHelperHealth();
+        EXPECT_EQ(store.shouldShowCalibrateAction(), testCase.offered) << testCase.name;
+        EXPECT_EQ(store.isCalibrating(), testCase.running) << testCase.name;
+    }
+
+    StoreRig rig = StoreRig::capable();
+    rig.helper->calibration = HelperCalibrationStatus{2, ""};
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    store.refreshHelperHealth();
+    rig.completeLeases();
+    EXPECT_EQ(store.calibrationProgressText(), std::nullopt);
+    rig.helper->calibration = HelperCalibrationStatus{2, "fan 1 of 2 (a): 0 %"};
+    store.calibrateFans();
+    EXPECT_EQ(store.hardwareProbeStatus(), "Calibration started.");
+    for (int tick = 0; tick < 10; ++tick) {
+        rig.helper->calibration->progress = "fan 2 of 2 (b): 50 %";
+        rig.tick();
+        rig.completeLeases();
+    }
+    EXPECT_EQ(store.calibrationProgressText(), "Calibrating fan 2 of 2 (b): 50 %");
+    EXPECT_EQ(rig.renewalTargets().size(), 1U); // the fans are the run's, not the curve's
+    rig.helper->calibration = HelperCalibrationStatus{0, "finished"};
+    rig.tick();
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 2U);
+    EXPECT_EQ(store.calibrationProgressText(), "Last calibration: finished");
+
+    rig.helper->calibration = HelperCalibrationStatus{2, "fan 1 of 2 (a): 0 %"};
+    store.calibrateFans();
+    rig.helper->calibration = HelperCalibrationStatus{2, "cancelled"};
+    store.cancelCalibration();
+    rig.completeLeases();
+    EXPECT_EQ(rig.helper->calls.back(), "renewal"); // taken again at once
+    EXPECT_TRUE(store.shouldShowCalibrateAction());
+}
+
 TEST(CurveLease, TheManualTestHoldsTheActiveTargetForFiveSeconds) {
     StoreRig rig = StoreRig::capable();
     WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});

@@ -236,6 +236,13 @@ std::optional<uid_t> DaemonSocketConnector::peerUserId() {
     return peer.uid;
 }
 
+void DaemonSocketConnector::send(DaemonOperation operation, HelperReplyHandler reply) {
+    // No session to forget it: a reply after the caller gave up finds a handler that
+    // drops it.
+    std::vector<std::int64_t> ids;
+    connection_->send(operation, std::nullopt, std::move(reply), ids);
+}
+
 std::optional<std::string> DaemonSocketConnector::takeLeaseEnd() {
     const std::lock_guard lock(connection_->mutex);
     return std::exchange(connection_->leaseEnd, std::nullopt);

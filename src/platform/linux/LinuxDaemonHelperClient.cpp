@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,18 +43,15 @@ public:
     bool compilesRequirement(const std::string&) const override { return false; }
 };
 
-std::optional<HelperReply> readStatus(HelperConnector& connector) {
-    HelperSessionOpening opening = connector.openSession();
-    if (!opening.session) {
-        return std::nullopt;
-    }
+// Sends one request and waits for its answer, at most the contract's request time-out.
+std::optional<HelperReply> await(const std::function<void(HelperReplyHandler)>& request) {
     struct Slot {
         std::mutex mutex;
         std::condition_variable arrived;
         std::optional<HelperReply> reply;
     };
     auto slot = std::make_shared<Slot>();
-    opening.session->readStatus([slot](HelperReply reply) {
+    request([slot](HelperReply reply) {
         const std::lock_guard lock(slot->mutex);
         slot->reply = std::move(reply);
         slot->arrived.notify_all();
@@ -65,6 +63,15 @@ std::optional<HelperReply> readStatus(HelperConnector& connector) {
         return std::nullopt;
     }
     return std::move(slot->reply);
+}
+
+std::optional<HelperReply> readStatus(HelperConnector& connector) {
+    HelperSessionOpening opening = connector.openSession();
+    if (!opening.session) {
+        return std::nullopt;
+    }
+    return await(
+        [&opening](HelperReplyHandler reply) { opening.session->readStatus(std::move(reply)); });
 }
 
 bool stringIs(const PropertyDictionary& dictionary, std::string_view key, std::string_view value) {
@@ -217,6 +224,47 @@ LinuxDaemonHelperClient::renewCurveTargetLease(double targetRPM, std::int64_t le
 
 std::optional<std::string> LinuxDaemonHelperClient::takeLeaseEnd() {
     return connector_->takeLeaseEnd();
+}
+
+std::optional<HelperCalibrationStatus> LinuxDaemonHelperClient::readCalibration() {
+    const std::optional<HelperReply> reply = readStatus(*connector_);
+    if (!reply || !reply->dictionary) {
+        return std::nullopt;
+    }
+    HelperCalibrationStatus status;
+    status.uncalibratedFans = reply->dictionary->integer("uncalibratedFans").value_or(0);
+    if (const std::string* progress = reply->dictionary->string("calibration")) {
+        status.progress = *progress;
+    }
+    return status;
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::calibrateFans() {
+    return calibrationRequest(DaemonOperation::calibrateFans, "Calibration started.");
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::cancelCalibration() {
+    return calibrationRequest(DaemonOperation::cancelCalibration, "Calibration cancelled.");
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::calibrationRequest(DaemonOperation operation,
+                                                                         const std::string& done) {
+    const std::optional<HelperReply> reply = await([this, operation](HelperReplyHandler handler) {
+        connector_->send(operation, std::move(handler));
+    });
+    if (!reply) {
+        return PrivilegedHelperActionResult::failure("The fan daemon did not answer.");
+    }
+    if (!reply->dictionary) {
+        return PrivilegedHelperActionResult::failure(reply->error);
+    }
+    // A started run answers with the status, whose error may well be "no fan has a known
+    // speed range": only the refusal codes mean it did not start.
+    if (const std::string* error = reply->dictionary->string("error");
+        error != nullptr && (*error == "busy" || *error == "unknown-fan")) {
+        return {false, "The fan daemon refused to calibrate: " + *error, reply->dictionary};
+    }
+    return {true, done, reply->dictionary};
 }
 
 } // namespace windlark

@@ -56,10 +56,16 @@ public:
     [[nodiscard]] PrivilegedHelperActionResult
     renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) override;
     [[nodiscard]] std::optional<std::string> takeLeaseEnd() override;
+    [[nodiscard]] std::optional<HelperCalibrationStatus> readCalibration() override;
+    [[nodiscard]] PrivilegedHelperActionResult calibrateFans() override;
+    [[nodiscard]] PrivilegedHelperActionResult cancelCalibration() override;
 
     [[nodiscard]] LinuxDaemonFacts readFacts() const;
 
 private:
+    [[nodiscard]] PrivilegedHelperActionResult calibrationRequest(DaemonOperation operation,
+                                                                  const std::string& done);
+
     std::shared_ptr<DaemonSocketConnector> connector_;
     std::shared_ptr<ChildProcessRunner> processes_;
     BundledPrivilegedHelperClient requests_;
