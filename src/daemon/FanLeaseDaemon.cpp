@@ -154,6 +154,12 @@ PropertyDictionary FanLeaseDaemon::status() const {
                                                 : "no fan has a known speed range (calibrate)";
     }
     PropertyDictionary dictionary = reply.dictionary();
+    // The duty fans a calibration would measure: the app offers it only when there are.
+    const auto uncalibrated = std::count_if(fans_.begin(), fans_.end(), [](const DaemonFan& fan) {
+        return fan.profile.isWritable && fan.profile.kind == FanControlKind::duty && fan.hasInput &&
+               !fan.range;
+    });
+    dictionary.set("uncalibratedFans", static_cast<std::int64_t>(uncalibrated));
     // Progress of a calibration, or how the last one ended.
     if (calibration_) {
         dictionary.set("calibration", calibration_->progress());

@@ -40,6 +40,10 @@ struct PrivilegedHelperHealth {
     bool resetCommandAccepted = false;
     bool fanWritesEnabled = false;
     std::string detail;
+    // What the user can do when the helper turned them away (absent when it did not, or
+    // when nothing they can do would help): shown next to the locked write path, since the
+    // requirements alone only say that the heartbeat is missing.
+    std::optional<std::string> remedy;
 
     // Nothing found: the state of a build without a bundled helper.
     [[nodiscard]] static PrivilegedHelperHealth unavailable();

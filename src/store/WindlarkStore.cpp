@@ -141,6 +141,10 @@ void WindlarkStore::refreshSnapshot() {
     snapshot_ = std::move(next);
     changed(StoreChange::snapshot);
     recordThermalSample();
+    takeLeaseEnd();
+    if (isCalibrating()) {
+        refreshCalibration();
+    }
     applyCurveTargetLeaseIfNeeded(false);
 }
 
@@ -349,12 +353,36 @@ void WindlarkStore::refreshHelperHealth() {
     const PublishScope scope(*this);
     helperHealth_ = services_.helperClient->readHealth();
     changed(StoreChange::other);
+    refreshCalibration();
+}
+
+void WindlarkStore::refreshCalibration() {
+    std::optional<HelperCalibrationStatus> next = services_.helperClient->readCalibration();
+    if (next != calibration_) {
+        calibration_ = std::move(next);
+        changed(StoreChange::other);
+    }
+}
+
+void WindlarkStore::calibrateFans() {
+    const PublishScope scope(*this);
+    setStatus(services_.helperClient->calibrateFans().message);
+    refreshCalibration();
+}
+
+void WindlarkStore::cancelCalibration() {
+    const PublishScope scope(*this);
+    setStatus(services_.helperClient->cancelCalibration().message);
+    refreshCalibration();
+    // The fans are back with the system; the curve takes them again at once.
+    resetCurveLeaseTracking();
+    applyCurveTargetLeaseIfNeeded(false);
 }
 
 void WindlarkStore::showWriteRequirements() {
     const PublishScope scope(*this);
     refreshHelperHealth();
-    setStatus(writeSafetyPlan().actionMessage());
+    setStatus(writeLockedMessage(writeSafetyPlan()));
 }
 
 void WindlarkStore::installPrivilegedHelper() {

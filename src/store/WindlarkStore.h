@@ -78,6 +78,11 @@ using StoreChanges = unsigned;
     return (changes & static_cast<unsigned>(change)) != 0;
 }
 
+// What the user is told when the helper ended a lease on its own: a fan that stopped
+// (`stalled`) or one the system took back (`taken-by-system`) deserves a notification that
+// names it; any other end is only worth the status line (absent).
+[[nodiscard]] std::optional<std::string> leaseEndNotification(std::string_view event);
+
 // The one state object of the application. Every view reads it and every action goes
 // through it; it runs the 2-second control loop and decides when the helper's curve lease
 // is renewed. It lives on the main thread: every call, timer tick and completion happens
@@ -135,6 +140,17 @@ public:
     }
     [[nodiscard]] AppLanguage language() const { return language_; }
     [[nodiscard]] bool isSimulatedMachine() const { return services_.isSimulatedMachine; }
+    // The last notification about a lease the helper ended, and how many were raised: a
+    // view shows one whenever the count moves. The same words again within a minute do not
+    // count, so a fan that keeps stalling under each renewal does not flood the desktop.
+    [[nodiscard]] const std::optional<std::string>& leaseEndNotice() const {
+        return leaseEndNotice_;
+    }
+    [[nodiscard]] std::uint64_t leaseEndNoticeCount() const { return leaseEndNoticeCount_; }
+    // What the helper last said about measuring its fans (absent: it cannot).
+    [[nodiscard]] const std::optional<HelperCalibrationStatus>& calibrationStatus() const {
+        return calibration_;
+    }
 
     // History. The whole history is never copied for a view: the distribution of the
     // visible window is kept and rebuilt only when a sample, the window or the temperature
@@ -153,6 +169,9 @@ public:
     [[nodiscard]] double activeCurveLeaseTargetRPM() const;
     [[nodiscard]] FanWriteSafetyPlan writeSafetyPlan() const;
     [[nodiscard]] std::string curveEffectLabel() const;
+    // Why the fans keep their own control on real hardware, with the plan's reason and what
+    // the user can do; absent once the write path is open.
+    [[nodiscard]] std::optional<std::string> readOnlyHardwareNote() const;
 
     // Presentation helpers, in the current language.
     [[nodiscard]] std::string effectiveModeTitle() const;
@@ -180,6 +199,16 @@ public:
     [[nodiscard]] bool shouldShowWriteActions() const;
     [[nodiscard]] bool shouldShowResetToSystemAction() const;
     [[nodiscard]] std::string helperInstallActionTitle() const;
+    // "Calibrate fans": offered only while the helper has duty fans it never measured and
+    // no run is going on.
+    [[nodiscard]] bool shouldShowCalibrateAction() const;
+    [[nodiscard]] bool isCalibrating() const;
+    // "Calibrating fan 1 of 2 (id): 40 %", or how the last run ended; absent before any.
+    [[nodiscard]] std::optional<std::string> calibrationProgressText() const;
+    // What the user confirms before a run.
+    static constexpr std::string_view calibrationWarning =
+        "Each fan runs at full speed, then steps down and may stop briefly while its speed "
+        "is measured. Your curve pauses until the run ends; it takes a few minutes per fan.";
     // A system symbol name ("arrow.down.circle" to install, "arrow.clockwise.circle" to update).
     [[nodiscard]] std::string helperInstallActionIcon() const;
 
@@ -204,6 +233,10 @@ public:
     void applyDetectedHardwareRange();
     void refreshHardwareCapabilitiesAsAdmin(bool applyToAxis);
     void refreshHelperHealth();
+    // Fan calibration: the curve's lease pauses while it runs, since the daemon lends the
+    // fans to the run.
+    void calibrateFans();
+    void cancelCalibration();
     void setLaunchAtLoginEnabled(bool isEnabled);
     void refreshLaunchAtLoginStatus();
     void checkForUpdates();
@@ -256,9 +289,13 @@ private:
     void finishCurveTargetLease(const CurveLeaseOutcome& outcome);
     void resetFanControlForFanOffRangeIfNeeded(bool force);
     void resetCurveLeaseTracking();
+    void takeLeaseEnd();
+    void refreshCalibration();
     void setCapabilities(FanHardwareCapabilities capabilities);
     void applyAdminProbeResult(const AdminHardwareProbeResult& result, bool applyToAxis);
     [[nodiscard]] bool isHelperTrustedForReset() const;
+    // The plan's "locked" message, followed by the helper's advice when it turned us away.
+    [[nodiscard]] std::string writeLockedMessage(const FanWriteSafetyPlan& plan) const;
     [[nodiscard]] std::string text(L10nKey key) const;
     [[nodiscard]] std::string formatted(L10nKey key,
                                         std::initializer_list<std::string_view> arguments) const;
@@ -291,6 +328,10 @@ private:
     std::optional<MonotonicTime> lastCurveLeaseRequestAt_;
     std::optional<double> lastCurveLeaseTargetRPM_;
     bool fanOffRangeResetSent_ = false;
+    std::optional<std::string> leaseEndNotice_;
+    std::uint64_t leaseEndNoticeCount_ = 0;
+    std::optional<MonotonicTime> leaseEndNoticeAt_;
+    std::optional<HelperCalibrationStatus> calibration_;
 
     struct Observation;
     std::shared_ptr<Observation> observation_;

@@ -70,7 +70,7 @@ FanWriteSafetyPlan WindlarkStore::writeSafetyPlan() const {
 }
 
 void WindlarkStore::applyCurveTargetLeaseIfNeeded(bool force) {
-    if (mode_ != FanControlMode::curve || capabilities_.isUnsupported()) {
+    if (mode_ != FanControlMode::curve || capabilities_.isUnsupported() || isCalibrating()) {
         return;
     }
     if (isFanOffRangeActive()) {
@@ -83,7 +83,7 @@ void WindlarkStore::applyCurveTargetLeaseIfNeeded(bool force) {
         plan.status != FanWriteSafetyStatus::writeCapable) {
         // Routine ticks stay quiet; an edit the user just made deserves the reason.
         if (force) {
-            setStatus(plan.actionMessage());
+            setStatus(writeLockedMessage(plan));
         }
         return;
     }
@@ -148,6 +148,48 @@ void WindlarkStore::resetFanControlForFanOffRangeIfNeeded(bool force) {
     }
 }
 
+std::optional<std::string> leaseEndNotification(std::string_view event) {
+    const auto detail = [event](std::string_view code) -> std::optional<std::string_view> {
+        if (event.size() > code.size() + 1 && event.starts_with(code) &&
+            event[code.size()] == ':') {
+            const std::size_t start = event.find_first_not_of(' ', code.size() + 1);
+            return start == std::string_view::npos ? std::string_view() : event.substr(start);
+        }
+        return std::nullopt;
+    };
+    constexpr std::string_view handedBack = ". Every fan is back under the system's control.";
+    if (const auto fan = detail("stalled")) {
+        return "A fan stopped: " + std::string(*fan) + std::string(handedBack);
+    }
+    if (const auto fan = detail("taken-by-system")) {
+        return "The system took back a fan: " + std::string(*fan) + std::string(handedBack);
+    }
+    return std::nullopt;
+}
+
+void WindlarkStore::takeLeaseEnd() {
+    std::optional<std::string> event = services_.helperClient->takeLeaseEnd();
+    if (!event) {
+        return;
+    }
+    std::optional<std::string> notice = leaseEndNotification(*event);
+    if (!notice) {
+        setStatus("The fan daemon ended the lease: " + *event);
+        return;
+    }
+    const MonotonicTime now = services_.clock->monotonicNow();
+    constexpr double repeatInterval = 60.0;
+    const bool isRepeat = notice == leaseEndNotice_ && leaseEndNoticeAt_ &&
+                          secondsBetween(*leaseEndNoticeAt_, now) < repeatInterval;
+    setStatus(notice);
+    if (!isRepeat) {
+        leaseEndNotice_ = std::move(notice);
+        leaseEndNoticeAt_ = now;
+        ++leaseEndNoticeCount_;
+        changed(StoreChange::other);
+    }
+}
+
 void WindlarkStore::resetCurveLeaseTracking() {
     lastCurveLeaseRequestAt_.reset();
     lastCurveLeaseTargetRPM_.reset();
@@ -158,7 +200,7 @@ void WindlarkStore::applyCurveTargetLease() {
     refreshHelperHealth();
     if (const FanWriteSafetyPlan plan = writeSafetyPlan();
         plan.status != FanWriteSafetyStatus::writeCapable) {
-        setStatus(plan.actionMessage());
+        setStatus(writeLockedMessage(plan));
         return;
     }
     const PrivilegedHelperActionResult result = services_.helperClient->holdManualTargetLease(

@@ -180,4 +180,40 @@ std::string WindlarkStore::helperInstallActionIcon() const {
                                                      : "arrow.down.circle";
 }
 
+std::string WindlarkStore::writeLockedMessage(const FanWriteSafetyPlan& plan) const {
+    std::string message = plan.actionMessage();
+    if (helperHealth_.remedy) {
+        message += " " + *helperHealth_.remedy;
+    }
+    return message;
+}
+
+std::optional<std::string> WindlarkStore::readOnlyHardwareNote() const {
+    const FanWriteSafetyPlan plan = writeSafetyPlan();
+    if (plan.status == FanWriteSafetyStatus::writeCapable) {
+        return std::nullopt;
+    }
+    std::string note = text(L10nKey::readOnlyHardware) + " " + plan.detail;
+    if (helperHealth_.remedy) {
+        note += " " + *helperHealth_.remedy;
+    }
+    return note;
+}
+
+bool WindlarkStore::isCalibrating() const {
+    return calibration_ && calibration_->isRunning();
+}
+
+bool WindlarkStore::shouldShowCalibrateAction() const {
+    return calibration_ && calibration_->uncalibratedFans > 0 && !calibration_->isRunning();
+}
+
+std::optional<std::string> WindlarkStore::calibrationProgressText() const {
+    if (!calibration_ || calibration_->progress.empty()) {
+        return std::nullopt;
+    }
+    return (calibration_->isRunning() ? "Calibrating " : "Last calibration: ") +
+           calibration_->progress;
+}
+
 } // namespace windlark

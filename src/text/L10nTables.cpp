@@ -118,8 +118,7 @@ constexpr LanguageList kEnglish = {{
      "Simulated Mac: the readings are simulated and no real fan is controlled."},
     {L10nKey::realHardwareRunning, "Reading this computer's own sensors and fans"},
     {L10nKey::simulatedHardwareRunning, "Simulated Mac (no real sensors in use)"},
-    {L10nKey::readOnlyHardware, "Read-only for now: fan control on this computer is not available "
-                                "yet, so the fans keep their own control."},
+    {L10nKey::readOnlyHardware, "Read-only: the fans keep their own control."},
     {L10nKey::noFanVisible, "Temperatures are readable, but no fan is visible; many laptops keep "
                             "their fan inside the embedded controller."},
     {L10nKey::temperatureSensor, "Temperature sensor"},
@@ -230,8 +229,7 @@ constexpr LanguageList kKorean = {{
     {L10nKey::simulatedMachine, "모의 Mac: 측정값은 모의 값이며 실제 팬은 제어되지 않습니다."},
     {L10nKey::realHardwareRunning, "이 컴퓨터의 실제 센서와 팬을 읽는 중"},
     {L10nKey::simulatedHardwareRunning, "시뮬레이션된 Mac (실제 센서를 사용하지 않음)"},
-    {L10nKey::readOnlyHardware,
-     "현재는 읽기 전용: 이 컴퓨터의 팬 제어는 아직 지원되지 않으므로 팬은 자체 제어를 유지합니다."},
+    {L10nKey::readOnlyHardware, "읽기 전용: 팬은 자체 제어를 유지합니다."},
     {L10nKey::noFanVisible, "온도는 읽을 수 있지만 팬이 보이지 않습니다. 많은 노트북은 팬을 "
                             "임베디드 컨트롤러 안에서 제어합니다."},
     {L10nKey::temperatureSensor, "온도 센서"},
@@ -342,8 +340,7 @@ constexpr LanguageList kJapanese = {{
     {L10nKey::realHardwareRunning, "このコンピュータの実際のセンサーとファンを読み取り中"},
     {L10nKey::simulatedHardwareRunning,
      "シミュレートされた Mac（実際のセンサーは使用していません）"},
-    {L10nKey::readOnlyHardware, "現在は読み取り専用：このコンピュータのファン制御はまだ利用できない"
-                                "ため、ファンは独自の制御を続けます。"},
+    {L10nKey::readOnlyHardware, "読み取り専用：ファンは独自の制御を続けます。"},
     {L10nKey::noFanVisible, "温度は読み取れますが、ファンが見つかりません。多くのノートパソコンでは"
                             "ファンが組み込みコントローラ内で制御されています。"},
     {L10nKey::temperatureSensor, "温度センサー"},
@@ -452,7 +449,7 @@ constexpr LanguageList kChineseSimplified = {{
     {L10nKey::simulatedMachine, "模拟 Mac：读数为模拟值，不会控制真实风扇。"},
     {L10nKey::realHardwareRunning, "正在读取这台电脑的真实传感器和风扇"},
     {L10nKey::simulatedHardwareRunning, "模拟 Mac（未使用真实传感器）"},
-    {L10nKey::readOnlyHardware, "暂时只读：这台电脑的风扇控制尚不可用，风扇保持其自身的控制。"},
+    {L10nKey::readOnlyHardware, "只读：风扇保持其自身的控制。"},
     {L10nKey::noFanVisible, "可以读取温度，但看不到风扇；许多笔记本电脑的风扇由嵌入式控制器控制。"},
     {L10nKey::temperatureSensor, "温度传感器"},
     {L10nKey::defaultTemperatureSensor, "默认：%@"},
@@ -563,9 +560,7 @@ constexpr LanguageList kSpanish = {{
      "Mac simulado: las lecturas son simuladas y no se controla ningún ventilador real."},
     {L10nKey::realHardwareRunning, "Leyendo los sensores y ventiladores reales de este equipo"},
     {L10nKey::simulatedHardwareRunning, "Mac simulado (sin sensores reales)"},
-    {L10nKey::readOnlyHardware,
-     "Solo lectura por ahora: el control de ventiladores en este equipo aún no está disponible, "
-     "así que los ventiladores mantienen su propio control."},
+    {L10nKey::readOnlyHardware, "Solo lectura: los ventiladores mantienen su propio control."},
     {L10nKey::noFanVisible,
      "Las temperaturas se pueden leer, pero no se ve ningún ventilador; muchos portátiles "
      "controlan el ventilador desde el controlador integrado."},

@@ -133,6 +133,7 @@ StatusBarController::StatusBarController(WindlarkStore& store, Presentation pres
         tray_->show();
     }
 
+    shownLeaseEndNotices_ = store_.leaseEndNoticeCount();
     subscription_ = store_.subscribe([this](StoreChanges) {
         // The language is "other" news, and it changes the item's word on unsupported
         // hardware; comparing the text keeps redraws to the ones that show something new.
@@ -141,6 +142,16 @@ StatusBarController::StatusBarController(WindlarkStore& store, Presentation pres
             retranslate();
         }
         updateStatusItem();
+        // A fan the daemon handed back is news even with the panel closed; without a tray
+        // the store's status line carries it.
+        if (store_.leaseEndNoticeCount() != shownLeaseEndNotices_) {
+            shownLeaseEndNotices_ = store_.leaseEndNoticeCount();
+            if (tray_ && store_.leaseEndNotice()) {
+                tray_->showMessage(QStringLiteral("Windlark Mac"),
+                                   QString::fromStdString(*store_.leaseEndNotice()),
+                                   QSystemTrayIcon::Warning);
+            }
+        }
     });
 
     // Without an item the panel is the application's only presence: it shows at once.

@@ -10,6 +10,7 @@
 #include <QRect>
 #include <QSize>
 #include <QString>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -118,6 +119,8 @@ private:
     bool hasDrawn_ = false;
     QImage picture_;
     AppLanguage language_ = AppLanguage::english;
+    // The store's lease-end notices already shown as a tray message.
+    std::uint64_t shownLeaseEndNotices_ = 0;
     // A popup closes itself on the click that lands on the item; that same click must
     // not open it again.
     QElapsedTimer panelHiddenAt_;

@@ -9,6 +9,7 @@
 #include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPushButton>
@@ -171,6 +172,25 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     useHardwareRangeButton_ = addButton(layout);
     connect(useHardwareRangeButton_, &QPushButton::clicked, this,
             [this] { store_.applyDetectedHardwareRange(); });
+    // The daemon's calibration speaks the helper's fixed English, as the write path does.
+    calibrateButton_ = addButton(layout);
+    calibrateButton_->setText(QStringLiteral("Calibrate fans"));
+    connect(calibrateButton_, &QPushButton::clicked, this, [this] {
+        const QMessageBox::StandardButton answer = QMessageBox::question(
+            this, QStringLiteral("Calibrate fans"), qtext(WindlarkStore::calibrationWarning),
+            QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Cancel);
+        if (answer == QMessageBox::Ok) {
+            store_.calibrateFans();
+        }
+    });
+    calibrationProgress_ = new QLabel(this);
+    EditorStyle::makeSecondary(calibrationProgress_);
+    calibrationProgress_->setWordWrap(true);
+    layout->addWidget(calibrationProgress_);
+    cancelCalibrationButton_ = addButton(layout);
+    cancelCalibrationButton_->setText(QStringLiteral("Cancel"));
+    connect(cancelCalibrationButton_, &QPushButton::clicked, this,
+            [this] { store_.cancelCalibration(); });
 
     writePathTitle_ = addSectionTitle(layout);
     planTitle_ = new QLabel(this);
@@ -256,8 +276,10 @@ void StatusSidebarView::refreshSensors() {
     // Where the readings come from, and what this computer allows.
     QString note;
     if (hasPicker) {
-        note = text(L10nKey::realHardwareRunning) + QStringLiteral(". ") +
-               text(L10nKey::readOnlyHardware);
+        note = text(L10nKey::realHardwareRunning) + QStringLiteral(".");
+        if (const std::optional<std::string> readOnly = store_.readOnlyHardwareNote()) {
+            note += QStringLiteral(" ") + qtext(*readOnly);
+        }
         if (store_.hardwareCapabilities().fanCount == 0) {
             note += QStringLiteral(" ") + text(L10nKey::noFanVisible);
         }
@@ -366,6 +388,11 @@ void StatusSidebarView::refresh() {
     setShown(adminDetectButton_, showsDetection);
     useHardwareRangeButton_->setText(text(L10nKey::useHardwareRange));
     setShown(useHardwareRangeButton_, store_.shouldShowUseHardwareRangeAction());
+    setShown(calibrateButton_, store_.shouldShowCalibrateAction());
+    const std::optional<std::string> calibration = store_.calibrationProgressText();
+    setTextIfChanged(calibrationProgress_, calibration ? qtext(*calibration) : QString());
+    setShown(calibrationProgress_, calibration.has_value());
+    setShown(cancelCalibrationButton_, store_.isCalibrating());
 
     // The safety plan speaks fixed English on purpose: it is what support asks about.
     const FanWriteSafetyPlan plan = store_.writeSafetyPlan();

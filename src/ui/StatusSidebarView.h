@@ -77,6 +77,9 @@ private:
     QPushButton* detectAgainButton_;
     QPushButton* adminDetectButton_;
     QPushButton* useHardwareRangeButton_;
+    QPushButton* calibrateButton_;
+    QLabel* calibrationProgress_;
+    QPushButton* cancelCalibrationButton_;
 
     QLabel* writePathTitle_;
     QLabel* planTitle_;

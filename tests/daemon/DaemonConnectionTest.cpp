@@ -9,6 +9,8 @@
 #include "platform/linux/LinuxDaemonHelperClient.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace windlark {
 namespace {
@@ -69,9 +71,27 @@ TEST(DaemonSocketConnector, ALostDaemonFailsTheWaitingRequestAndTheNextOneReconn
     EXPECT_TRUE(again.isSuccess) << again.message;
 }
 
+TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnection) {
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start());
+    LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>(rig.socketPath()),
+                                   nullptr);
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, ""}));
+    const auto started = client.calibrateFans();
+    ASSERT_TRUE(started.isSuccess) << started.message;
+    EXPECT_TRUE(client.readCalibration().value_or(HelperCalibrationStatus{}).isRunning());
+    // A second run while the first goes on is refused, and says so.
+    const auto again = client.calibrateFans();
+    EXPECT_FALSE(again.isSuccess);
+    EXPECT_NE(again.message.find("busy"), std::string::npos) << again.message;
+    EXPECT_TRUE(client.cancelCalibration().isSuccess);
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, "cancelled"}));
+    EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
+}
+
 TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
     const LinuxDaemonFacts trusted{"/usr/sbin/windlarkd", true, true, true, true};
-    const LinuxDaemonProbe alive{true, true, true};
+    const LinuxDaemonProbe alive{true, true, true, std::nullopt};
     const PrivilegedHelperHealth healthy = linuxDaemonHealth(trusted, alive);
     EXPECT_EQ(healthy.xpcActivationPolicy().state,
               PrivilegedHelperXPCActivationState::activationAllowed);
@@ -104,7 +124,54 @@ TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
         EXPECT_FALSE(health.hasHeartbeat || health.resetCommandAccepted || health.fanWritesEnabled)
             << testCase.name;
     }
-    EXPECT_FALSE(linuxDaemonHealth(trusted, {true, false, true}).resetCommandAccepted);
+    EXPECT_FALSE(
+        linuxDaemonHealth(trusted, {true, false, true, std::nullopt}).resetCommandAccepted);
+
+    // A refusal is advice only from a daemon we trust, and only while it does not answer.
+    const std::string advice = "not-permitted: join the group";
+    EXPECT_EQ(linuxDaemonHealth(trusted, {false, false, false, advice}).remedy, advice);
+    EXPECT_EQ(linuxDaemonHealth(trusted, alive).remedy, std::nullopt);
+    LinuxDaemonFacts userOwned = trusted;
+    userOwned.isPeerRoot = false;
+    EXPECT_EQ(linuxDaemonHealth(userOwned, {false, false, false, advice}).remedy, std::nullopt);
+    // Not installed, or installed but never started: the remedy says what to do.
+    EXPECT_NE(linuxDaemonHealth({}, alive).remedy.value_or("").find("package"), std::string::npos);
+    LinuxDaemonFacts notEnabled = trusted;
+    notEnabled.isSocketPresent = notEnabled.isPeerRoot = false;
+    EXPECT_NE(linuxDaemonHealth(notEnabled, alive)
+                  .remedy.value_or("")
+                  .find("sudo /usr/sbin/windlarkd --install"),
+              std::string::npos);
+}
+
+TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "connecting as a user outside the group needs root";
+    }
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start("windlark-no-such-group"));
+    int result[2];
+    ASSERT_EQ(::pipe(result), 0);
+    const pid_t stranger = ::fork();
+    if (stranger == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+            ::_exit(2);
+        }
+        // The daemon answers the refusal to no request in particular, then hangs up.
+        const auto refused = clientOver(std::make_shared<DaemonSocketConnector>(rig.socketPath()))
+                                 .renewCurveTargetLease(1250, 15);
+        const bool advises = !refused.isSuccess && refused.message.starts_with("not-permitted") &&
+                             refused.message.find("usermod -aG") != std::string::npos;
+        const char code = advises ? 'r' : 'a';
+        (void)::write(result[1], &code, 1);
+        ::_exit(0);
+    }
+    char code = '?';
+    ASSERT_EQ(::read(result[0], &code, 1), 1);
+    ::waitpid(stranger, nullptr, 0);
+    ::close(result[0]);
+    ::close(result[1]);
+    EXPECT_EQ(code, 'r');
 }
 
 } // namespace

@@ -421,6 +421,11 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
     CalibrationRig rig;
     EXPECT_EQ(rig.daemon->controllableFans().size(), 0U); // nothing measured yet
     int now = 0;
+    const auto uncalibrated = [&rig, &now] {
+        return decodeReplyFrame(rig.send(1, R"({"id": 8, "op": "readStatus"})", now))
+            ->reply.integer("uncalibratedFans");
+    };
+    EXPECT_EQ(uncalibrated(), 2);
     rig.send(1, R"({"id": 1, "op": "calibrateFans"})", now);
     EXPECT_EQ(codeOf(rig.lease(2, 1000, now)), "busy");
     rig.send(2, R"({"id": 3, "op": "cancelCalibration"})", now); // not its run to cancel
@@ -440,6 +445,7 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
               (FanRPMRange{static_cast<double>(simulatedSpeed(60)), 2000.0}));
     EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan2").stopDuty(), 45);
     ASSERT_EQ(rig.daemon->controllableFans().size(), 2U);
+    EXPECT_EQ(uncalibrated(), 0);
     EXPECT_EQ(codeOf(rig.lease(2, 2000, now)), "accepted");
     EXPECT_EQ(rig.sysfs.value(pwm1), 255);
 

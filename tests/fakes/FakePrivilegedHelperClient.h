@@ -3,7 +3,9 @@
 #include "helper/PrivilegedHelperClient.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace windlark {
@@ -24,6 +26,7 @@ public:
     PrivilegedHelperActionResult leaseResult{true, "Helper fan lease accepted.", {}};
     std::vector<std::string> calls;
     std::vector<Lease> leases;
+    std::optional<std::string> leaseEnd; // the next lease the helper ended on its own
 
     PrivilegedHelperHealth readHealth() override {
         calls.emplace_back("readHealth");
@@ -48,6 +51,19 @@ public:
         calls.emplace_back("renewal");
         leases.push_back({"renewal", targetRPM, leaseSeconds});
         return leaseResult;
+    }
+    std::optional<HelperCalibrationStatus> calibration; // what readCalibration answers
+    std::optional<HelperCalibrationStatus> readCalibration() override { return calibration; }
+    PrivilegedHelperActionResult calibrateFans() override {
+        calls.emplace_back("calibrate");
+        return {true, "Calibration started.", {}};
+    }
+    PrivilegedHelperActionResult cancelCalibration() override {
+        calls.emplace_back("cancelCalibration");
+        return {true, "Calibration cancelled.", {}};
+    }
+    std::optional<std::string> takeLeaseEnd() override {
+        return std::exchange(leaseEnd, std::nullopt);
     }
 };
 

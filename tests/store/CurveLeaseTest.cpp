@@ -168,6 +168,133 @@ TEST(CurveLease, ALockedWritePathStaysQuietOnTicksAndExplainsItselfOnEdits) {
     EXPECT_TRUE(rig.renewalTargets().empty());
 }
 
+TEST(CurveLease, TheReadOnlyNoteAndTheLockedLineCarryTheReasonAndTheHelpersAdvice) {
+    const std::string advice = "not-permitted: to join: sudo usermod -aG windlark $USER";
+    struct Case {
+        const char* name;
+        bool heartbeat;
+        std::optional<std::string> remedy;
+    };
+    for (const Case& testCase :
+         {Case{"open", true, std::nullopt}, Case{"locked", false, std::nullopt},
+          Case{"turned away", false, advice}}) {
+        StoreRig rig = StoreRig::capable();
+        rig.helper->health.hasHeartbeat = testCase.heartbeat;
+        rig.helper->health.remedy = testCase.remedy;
+        WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+        store.refreshHelperHealth();
+        const FanWriteSafetyPlan plan = store.writeSafetyPlan();
+        const std::optional<std::string> note = store.readOnlyHardwareNote();
+        store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
+        if (testCase.heartbeat) {
+            EXPECT_EQ(note, std::nullopt) << testCase.name;
+            continue;
+        }
+        ASSERT_TRUE(note) << testCase.name;
+        EXPECT_NE(note->find(plan.detail), std::string::npos) << *note;
+        const std::string& line = store.hardwareProbeStatus().value_or("");
+        EXPECT_EQ(line.starts_with(plan.actionMessage()), true) << line;
+        const bool advises = testCase.remedy.has_value();
+        EXPECT_EQ(note->find(advice) != std::string::npos, advises) << *note;
+        EXPECT_EQ(line.find(advice) != std::string::npos, advises) << line;
+    }
+}
+
+TEST(CurveLease, AFanTheHelperHandedBackIsNamedOnceAMinuteAndTheRhythmHolds) {
+    struct Case {
+        const char* event;
+        std::optional<std::string> notification;
+    };
+    for (const Case& testCase : {
+             Case{"stalled: hwmon2/fan1 reads 0 RPM",
+                  "A fan stopped: hwmon2/fan1 reads 0 RPM. Every fan is back under the "
+                  "system's control."},
+             Case{"taken-by-system: hwmon2/pwm1_enable changed to 5",
+                  "The system took back a fan: hwmon2/pwm1_enable changed to 5. Every fan is "
+                  "back under the system's control."},
+             Case{"driver-refused: 16: hwmon2/pwm1 busy", std::nullopt},
+             Case{"stalled", std::nullopt},
+             Case{"stalledness: x", std::nullopt},
+         }) {
+        EXPECT_EQ(leaseEndNotification(testCase.event), testCase.notification) << testCase.event;
+    }
+
+    StoreRig rig = StoreRig::capable();
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    std::vector<std::uint64_t> counts;
+    // Every tick the helper reports the same stall; then, a minute on, once more; then a
+    // different end that is only worth the status line.
+    for (int tick = 0; tick < 34; ++tick) {
+        rig.helper->leaseEnd =
+            tick < 33 ? "stalled: hwmon2/fan1 reads 0 RPM" : "driver-refused: 16: hwmon2/pwm1 busy";
+        rig.tick();
+        rig.completeLeases();
+        counts.push_back(store.leaseEndNoticeCount());
+    }
+    EXPECT_EQ(counts[0], 1U);
+    EXPECT_EQ(counts[28], 1U); // 58 s after the first
+    EXPECT_EQ(counts[30], 2U); // 62 s
+    EXPECT_EQ(counts.back(), 2U);
+    EXPECT_EQ(store.hardwareProbeStatus(),
+              "The fan daemon ended the lease: driver-refused: 16: hwmon2/pwm1 busy");
+    EXPECT_EQ(store.leaseEndNotice(), leaseEndNotification("stalled: hwmon2/fan1 reads 0 RPM"));
+    // The notices never change when the fans are asked for: one renewal per 5 s as before.
+    EXPECT_EQ(rig.renewalTargets().size(), 12U); // at 0, 6, ..., 66 s
+}
+
+TEST(CurveLease, CalibrationIsOfferedForUnmeasuredFansAndPausesTheCurveWhileItRuns) {
+    struct Case {
+        const char* name;
+        std::optional<HelperCalibrationStatus> status;
+        bool offered;
+        bool running;
+    };
+    for (const Case& testCase : {
+             Case{"no calibration", std::nullopt, false, false},
+             Case{"all measured", HelperCalibrationStatus{0, "finished"}, false, false},
+             Case{"two unmeasured", HelperCalibrationStatus{2, ""}, true, false},
+             Case{"running", HelperCalibrationStatus{2, "fan 1 of 2 (a): 40 %"}, false, true},
+             Case{"cancelled", HelperCalibrationStatus{2, "cancelled"}, true, false},
+         }) {
+        StoreRig rig = StoreRig::capable();
+        rig.helper->calibration = testCase.status;
+        WindlarkStore& store = rig.make();
+        store.refreshHelperHealth();
+        EXPECT_EQ(store.shouldShowCalibrateAction(), testCase.offered) << testCase.name;
+        EXPECT_EQ(store.isCalibrating(), testCase.running) << testCase.name;
+    }
+
+    StoreRig rig = StoreRig::capable();
+    rig.helper->calibration = HelperCalibrationStatus{2, ""};
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    store.refreshHelperHealth();
+    rig.completeLeases();
+    EXPECT_EQ(store.calibrationProgressText(), std::nullopt);
+    rig.helper->calibration = HelperCalibrationStatus{2, "fan 1 of 2 (a): 0 %"};
+    store.calibrateFans();
+    EXPECT_EQ(store.hardwareProbeStatus(), "Calibration started.");
+    for (int tick = 0; tick < 10; ++tick) {
+        rig.helper->calibration->progress = "fan 2 of 2 (b): 50 %";
+        rig.tick();
+        rig.completeLeases();
+    }
+    EXPECT_EQ(store.calibrationProgressText(), "Calibrating fan 2 of 2 (b): 50 %");
+    EXPECT_EQ(rig.renewalTargets().size(), 1U); // the fans are the run's, not the curve's
+    rig.helper->calibration = HelperCalibrationStatus{0, "finished"};
+    rig.tick();
+    rig.completeLeases();
+    EXPECT_EQ(rig.renewalTargets().size(), 2U);
+    EXPECT_EQ(store.calibrationProgressText(), "Last calibration: finished");
+
+    rig.helper->calibration = HelperCalibrationStatus{2, "fan 1 of 2 (a): 0 %"};
+    store.calibrateFans();
+    rig.helper->calibration = HelperCalibrationStatus{2, "cancelled"};
+    store.cancelCalibration();
+    rig.completeLeases();
+    EXPECT_EQ(rig.helper->calls.back(), "renewal"); // taken again at once
+    EXPECT_TRUE(store.shouldShowCalibrateAction());
+}
+
 TEST(CurveLease, TheManualTestHoldsTheActiveTargetForFiveSeconds) {
     StoreRig rig = StoreRig::capable();
     WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});

@@ -111,9 +111,21 @@ struct DaemonSocketConnector::Connection {
         }
         HelperReplyHandler handler;
         {
-            const std::lock_guard lock(mutex);
+            std::unique_lock lock(mutex);
             if (frame->kind == DaemonReplyFrame::Kind::event) {
                 leaseEnd = frame->errorCode + ": " + frame->errorText;
+                return;
+            }
+            // An error addressed to no request is about the connection itself (`not-permitted`
+            // before the daemon hangs up): every waiting request gets it, so the user reads
+            // why, not just that the connection closed.
+            if (frame->kind == DaemonReplyFrame::Kind::error && !frame->id) {
+                std::map<std::int64_t, HelperReplyHandler> waiting;
+                waiting.swap(pending);
+                lock.unlock();
+                for (auto& [id, waiter] : waiting) {
+                    waiter(HelperReply::failure(frame->errorCode + ": " + frame->errorText));
+                }
                 return;
             }
             const auto found = frame->id ? pending.find(*frame->id) : pending.end();
@@ -222,6 +234,13 @@ std::optional<uid_t> DaemonSocketConnector::peerUserId() {
         return std::nullopt;
     }
     return peer.uid;
+}
+
+void DaemonSocketConnector::send(DaemonOperation operation, HelperReplyHandler reply) {
+    // No session to forget it: a reply after the caller gave up finds a handler that
+    // drops it.
+    std::vector<std::int64_t> ids;
+    connection_->send(operation, std::nullopt, std::move(reply), ids);
 }
 
 std::optional<std::string> DaemonSocketConnector::takeLeaseEnd() {

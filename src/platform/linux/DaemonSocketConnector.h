@@ -1,5 +1,6 @@
 #pragma once
 
+#include "daemon/DaemonFrame.h"
 #include "helper/HelperConnection.h"
 
 #include <filesystem>
@@ -31,6 +32,9 @@ public:
     [[nodiscard]] std::optional<uid_t> peerUserId();
     // The last lease the daemon ended on its own ("stalled: ..."), if any since asked.
     [[nodiscard]] std::optional<std::string> takeLeaseEnd();
+    // One request outside the helper contract's sessions (calibration), on the same
+    // connection, so that the daemon knows the run is this app's to cancel.
+    void send(DaemonOperation operation, HelperReplyHandler reply);
 
     struct Connection;
 

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,18 +43,15 @@ public:
     bool compilesRequirement(const std::string&) const override { return false; }
 };
 
-std::optional<PropertyDictionary> readStatus(HelperConnector& connector) {
-    HelperSessionOpening opening = connector.openSession();
-    if (!opening.session) {
-        return std::nullopt;
-    }
+// Sends one request and waits for its answer, at most the contract's request time-out.
+std::optional<HelperReply> await(const std::function<void(HelperReplyHandler)>& request) {
     struct Slot {
         std::mutex mutex;
         std::condition_variable arrived;
         std::optional<HelperReply> reply;
     };
     auto slot = std::make_shared<Slot>();
-    opening.session->readStatus([slot](HelperReply reply) {
+    request([slot](HelperReply reply) {
         const std::lock_guard lock(slot->mutex);
         slot->reply = std::move(reply);
         slot->arrived.notify_all();
@@ -64,7 +62,16 @@ std::optional<PropertyDictionary> readStatus(HelperConnector& connector) {
             [&slot] { return slot->reply.has_value(); })) {
         return std::nullopt;
     }
-    return slot->reply->dictionary;
+    return std::move(slot->reply);
+}
+
+std::optional<HelperReply> readStatus(HelperConnector& connector) {
+    HelperSessionOpening opening = connector.openSession();
+    if (!opening.session) {
+        return std::nullopt;
+    }
+    return await(
+        [&opening](HelperReplyHandler reply) { opening.session->readStatus(std::move(reply)); });
 }
 
 bool stringIs(const PropertyDictionary& dictionary, std::string_view key, std::string_view value) {
@@ -79,6 +86,7 @@ PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
     if (!facts.executablePath) {
         PrivilegedHelperHealth health = PrivilegedHelperHealth::unavailable();
         health.detail = "windlarkd is not installed.";
+        health.remedy = "Install the package that provides windlarkd.";
         return health;
     }
     PrivilegedHelperHealth health;
@@ -101,6 +109,15 @@ PrivilegedHelperHealth linuxDaemonHealth(const LinuxDaemonFacts& facts,
     health.hasHeartbeat = isTrusted && probe.heartbeat;
     health.resetCommandAccepted = health.hasHeartbeat && probe.resetAccepted;
     health.fanWritesEnabled = health.hasHeartbeat && probe.fanWritesEnabled;
+    if (!facts.isSocketPresent) {
+        // Installed but never enabled: "Install Helper" does it, or these commands do.
+        health.remedy = "Use Install Helper, or run as administrator: " +
+                        linuxDaemonInstallCommands(*facts.executablePath);
+    } else if (isTrusted && !probe.heartbeat) {
+        // Only a root daemon's refusal is passed on: its advice is to run a command with
+        // sudo.
+        health.remedy = probe.refusal;
+    }
     CodeSigningInfo signature;
     signature.isValid = facts.isExecutableRootLocked;
     signature.status =
@@ -152,10 +169,15 @@ PrivilegedHelperHealth LinuxDaemonHelperClient::readHealth() {
     const LinuxDaemonFacts facts = readFacts();
     LinuxDaemonProbe probe;
     if (facts.isPeerRoot) {
-        if (const auto status = readStatus(*connector_)) {
-            probe.heartbeat = stringIs(*status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
+        const std::optional<HelperReply> reply = readStatus(*connector_);
+        if (reply && !reply->dictionary && reply->error.starts_with("not-permitted")) {
+            probe.refusal = reply->error;
+        }
+        if (const auto* status = reply ? &reply->dictionary : nullptr; status && *status) {
+            probe.heartbeat =
+                stringIs(**status, WindlarkPrivilegedHelperStatus::heartbeatKey, "ok");
             probe.fanWritesEnabled =
-                stringIs(*status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
+                stringIs(**status, WindlarkPrivilegedHelperStatus::fanWritesKey, "enabled");
             // Proven by using it, as on every platform.
             probe.resetAccepted = probe.heartbeat && requests_.resetToSystem().isSuccess;
         }
@@ -198,6 +220,51 @@ LinuxDaemonHelperClient::holdManualTargetLease(double targetRPM, std::int64_t ho
 PrivilegedHelperActionResult
 LinuxDaemonHelperClient::renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) {
     return requests_.renewCurveTargetLease(targetRPM, leaseSeconds);
+}
+
+std::optional<std::string> LinuxDaemonHelperClient::takeLeaseEnd() {
+    return connector_->takeLeaseEnd();
+}
+
+std::optional<HelperCalibrationStatus> LinuxDaemonHelperClient::readCalibration() {
+    const std::optional<HelperReply> reply = readStatus(*connector_);
+    if (!reply || !reply->dictionary) {
+        return std::nullopt;
+    }
+    HelperCalibrationStatus status;
+    status.uncalibratedFans = reply->dictionary->integer("uncalibratedFans").value_or(0);
+    if (const std::string* progress = reply->dictionary->string("calibration")) {
+        status.progress = *progress;
+    }
+    return status;
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::calibrateFans() {
+    return calibrationRequest(DaemonOperation::calibrateFans, "Calibration started.");
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::cancelCalibration() {
+    return calibrationRequest(DaemonOperation::cancelCalibration, "Calibration cancelled.");
+}
+
+PrivilegedHelperActionResult LinuxDaemonHelperClient::calibrationRequest(DaemonOperation operation,
+                                                                         const std::string& done) {
+    const std::optional<HelperReply> reply = await([this, operation](HelperReplyHandler handler) {
+        connector_->send(operation, std::move(handler));
+    });
+    if (!reply) {
+        return PrivilegedHelperActionResult::failure("The fan daemon did not answer.");
+    }
+    if (!reply->dictionary) {
+        return PrivilegedHelperActionResult::failure(reply->error);
+    }
+    // A started run answers with the status, whose error may well be "no fan has a known
+    // speed range": only the refusal codes mean it did not start.
+    if (const std::string* error = reply->dictionary->string("error");
+        error != nullptr && (*error == "busy" || *error == "unknown-fan")) {
+        return {false, "The fan daemon refused to calibrate: " + *error, reply->dictionary};
+    }
+    return {true, done, reply->dictionary};
 }
 
 } // namespace windlark

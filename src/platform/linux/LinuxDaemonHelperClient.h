@@ -29,6 +29,9 @@ struct LinuxDaemonProbe {
     bool heartbeat = false;
     bool resetAccepted = false;
     bool fanWritesEnabled = false;
+    // The daemon's own words when it turned this user away (`not-permitted`): they say how
+    // to join its group.
+    std::optional<std::string> refusal;
 };
 
 // The helper health the safety plan reads, from those facts: the same requirements, each
@@ -52,10 +55,17 @@ public:
     holdManualTargetLease(double targetRPM, std::int64_t holdSeconds) override;
     [[nodiscard]] PrivilegedHelperActionResult
     renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) override;
+    [[nodiscard]] std::optional<std::string> takeLeaseEnd() override;
+    [[nodiscard]] std::optional<HelperCalibrationStatus> readCalibration() override;
+    [[nodiscard]] PrivilegedHelperActionResult calibrateFans() override;
+    [[nodiscard]] PrivilegedHelperActionResult cancelCalibration() override;
 
     [[nodiscard]] LinuxDaemonFacts readFacts() const;
 
 private:
+    [[nodiscard]] PrivilegedHelperActionResult calibrationRequest(DaemonOperation operation,
+                                                                  const std::string& done);
+
     std::shared_ptr<DaemonSocketConnector> connector_;
     std::shared_ptr<ChildProcessRunner> processes_;
     BundledPrivilegedHelperClient requests_;
