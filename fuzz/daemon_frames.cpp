@@ -27,8 +27,8 @@ void handleAsDaemon(std::string_view frame) {
     for (const char* name : {"/pwm1_enable", "/pwm1", "/fan1_input"}) {
         sysfs.set(hwmon + name, 2);
     }
-    auto fans = describeFans({"it8728", "/sys/devices/platform/it87.656", hwmon,
-                              {"pwm1", "pwm1_enable", "fan1_input"}});
+    auto fans = describeFans(
+        {"it8728", "/sys/devices/platform/it87.656", hwmon, {"pwm1", "pwm1_enable", "fan1_input"}});
     fans[0].calibration = CalibrationMap::fromPoints({{0, 0}, {50, 600}, {255, 2400}});
     FanLeaseDaemon daemon(sysfs, store, std::move(fans));
     const MonotonicTime start{};
@@ -44,7 +44,8 @@ void handleAsDaemon(std::string_view frame) {
     }
 
     const DecodedRequest decoded = decodeRequestFrame(frame);
-    if (decoded.request && (!decoded.request->lease || std::isfinite(decoded.request->lease->targetRPM))) {
+    if (decoded.request &&
+        (!decoded.request->lease || std::isfinite(decoded.request->lease->targetRPM))) {
         const DecodedRequest again = decodeRequestFrame(encodeRequestFrame(*decoded.request));
         if (!again.request || *again.request != *decoded.request) {
             std::abort();

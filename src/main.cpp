@@ -135,7 +135,8 @@ int runApplication(int argc, char** argv, const std::optional<std::string>& mach
         return 0;
     }
 
-    HardwareEnvironment hardware = HardwarePlatform::makeHardwareEnvironment(machinePath, std::cerr);
+    HardwareEnvironment hardware =
+        HardwarePlatform::makeHardwareEnvironment(machinePath, std::cerr);
     std::optional<std::string> runningMachine = machinePath;
     if (!machinePath && !hardware.hwmon && !isMac()) {
         // Nothing to read on this computer: the bundled simulated Mac, so that a first start
@@ -151,7 +152,8 @@ int runApplication(int argc, char** argv, const std::optional<std::string>& mach
     auto workspace = ShellPlatform::makeInstallWorkspace();
     const std::shared_ptr<const PreferredLanguagesSource> languages =
         makePreferredLanguagesSource();
-    auto preferences = std::make_shared<WindlarkPreferences>(makeStandardDefaultsStore(), languages);
+    auto preferences =
+        std::make_shared<WindlarkPreferences>(makeStandardDefaultsStore(), languages);
     if (hardware.hwmon) {
         hardware.temperatureSensorChoice = preferences->loadTemperatureSensor();
     }

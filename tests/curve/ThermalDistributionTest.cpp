@@ -1,4 +1,5 @@
 #include "curve/ThermalDistribution.h"
+
 #include "curve/ThermalHistoryWindow.h"
 
 #include <chrono>
