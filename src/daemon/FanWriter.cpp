@@ -109,13 +109,17 @@ RestoreOutcome FanWriter::restore(const DaemonFan& fan, const SavedFanState& sav
     if (saved.duty) {
         if (const auto error =
                 writeChecked(driveValuePath(fan), *saved.duty, driveTolerance(fan, *saved.duty))) {
-            return writeSafeState(fan, error->text);
+            return writeSafeState(fan, saved, error->text);
         }
     }
-    if (saved.enable && fan.hasEnable) {
+    // A mode that never changed (its write was refused as the lease began) needs no
+    // write, and a driver refusing one would send the fan to its safe state for nothing.
+    const bool isModeUnchanged =
+        enableIsReadable(fan) && sysfs_.read(fan.modePath()).value == saved.enable;
+    if (saved.enable && fan.hasEnable && !isModeUnchanged) {
         if (const auto error =
                 writeChecked(fan.modePath(), *saved.enable, 0, enableIsReadable(fan))) {
-            return writeSafeState(fan, error->text);
+            return writeSafeState(fan, saved, error->text);
         }
     }
     if (saved.watchdog && fan.watchdogPath) {
@@ -125,20 +129,33 @@ RestoreOutcome FanWriter::restore(const DaemonFan& fan, const SavedFanState& sav
     return {true, false, "restored"};
 }
 
-RestoreOutcome FanWriter::writeSafeState(const DaemonFan& fan, std::string why) {
+RestoreOutcome FanWriter::writeSafeState(const DaemonFan& fan, const SavedFanState& saved,
+                                         std::string why) {
     // A ThinkPad's watchdog is left armed here on purpose: if the enable cannot be set,
     // the firmware taking the fan back when it runs out is the last way home.
     const DriverSafeState& safe = fan.profile.safeState;
-    bool isSafe = true;
-    if (safe.enable && fan.hasEnable) {
-        isSafe = !writeChecked(fan.modePath(), *safe.enable, 0, enableIsReadable(fan));
-    }
+    bool isDutySet = true;
     if (safe.duty && isDuty(fan)) {
-        isSafe = !writeChecked(fan.dutyPath(), *safe.duty, dutyTolerance) && isSafe;
+        isDutySet = !writeChecked(fan.dutyPath(), *safe.duty, dutyTolerance);
     }
-    return {false, true,
-            why + (isSafe ? "; left in the driver's safe state"
-                          : "; the driver's safe state could not be set either")};
+    if (!safe.enable || !fan.hasEnable) {
+        return {false, true,
+                why + (isDutySet ? "; left in the driver's safe state"
+                                 : "; the driver's safe state could not be set either")};
+    }
+    if (isDutySet) {
+        const bool isSafe = !writeChecked(fan.modePath(), *safe.enable, 0, enableIsReadable(fan));
+        return {false, true,
+                why + (isSafe ? "; left in the driver's safe state"
+                              : "; the driver's safe state could not be set either")};
+    }
+    // Manual control at a duty we could not set is no safe state; the chip's own automatic
+    // mode, when it had one, is.
+    if (saved.enable && fan.profile.isAutomatic(*saved.enable) &&
+        !writeChecked(fan.modePath(), *saved.enable, 0, enableIsReadable(fan))) {
+        return {false, true, why + "; its duty cannot be set, so it is back in its automatic mode"};
+    }
+    return {false, true, why + "; the driver's safe state could not be set either"};
 }
 
 } // namespace windlark

@@ -50,7 +50,8 @@ public:
                                                           bool canReadBack = true);
 
 private:
-    RestoreOutcome writeSafeState(const DaemonFan& fan, std::string why);
+    RestoreOutcome writeSafeState(const DaemonFan& fan, const SavedFanState& saved,
+                                  std::string why);
 
     SysfsAccess& sysfs_;
 };

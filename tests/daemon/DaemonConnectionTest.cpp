@@ -76,7 +76,8 @@ TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnect
     ASSERT_TRUE(rig.start());
     LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>(rig.socketPath()),
                                    nullptr);
-    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, ""}));
+    // The desktop's second and tenth channels have no map yet.
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{2, ""}));
     const auto started = client.calibrateFans();
     ASSERT_TRUE(started.isSuccess) << started.message;
     EXPECT_TRUE(client.readCalibration().value_or(HelperCalibrationStatus{}).isRunning());
@@ -85,7 +86,7 @@ TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnect
     EXPECT_FALSE(again.isSuccess);
     EXPECT_NE(again.message.find("busy"), std::string::npos) << again.message;
     EXPECT_TRUE(client.cancelCalibration().isSuccess);
-    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{0, "cancelled"}));
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{2, "cancelled"}));
     EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
 }
 
@@ -148,17 +149,24 @@ TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "connecting as a user outside the group needs root";
     }
-    DaemonRig rig;
-    ASSERT_TRUE(rig.start("windlark-no-such-group"));
+    // The stranger is forked before the testbed starts its worker thread: a child of a
+    // threaded process may not start threads of its own under ThreadSanitizer.
+    int path[2];
     int result[2];
+    ASSERT_EQ(::pipe(path), 0);
     ASSERT_EQ(::pipe(result), 0);
     const pid_t stranger = ::fork();
     if (stranger == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+        ::close(path[1]);
+        ::close(result[0]);
+        std::string socketPath(256, '\0');
+        const ssize_t length = ::read(path[0], socketPath.data(), socketPath.size());
+        if (length <= 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) {
             ::_exit(2);
         }
+        socketPath.resize(static_cast<std::size_t>(length));
         // The daemon answers the refusal to no request in particular, then hangs up.
-        const auto refused = clientOver(std::make_shared<DaemonSocketConnector>(rig.socketPath()))
+        const auto refused = clientOver(std::make_shared<DaemonSocketConnector>(socketPath))
                                  .renewCurveTargetLease(1250, 15);
         const bool advises = !refused.isSuccess && refused.message.starts_with("not-permitted") &&
                              refused.message.find("usermod -aG") != std::string::npos;
@@ -166,11 +174,18 @@ TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {
         (void)::write(result[1], &code, 1);
         ::_exit(0);
     }
+    ::close(path[0]);
+    ::close(result[1]); // a stranger that dies early reads as the end of the pipe
+    DaemonRig rig;
+    ASSERT_TRUE(rig.start("windlark-no-such-group"));
+    const std::string socketPath = rig.socketPath().string();
+    ASSERT_EQ(::write(path[1], socketPath.data(), socketPath.size()),
+              static_cast<ssize_t>(socketPath.size()));
+    ::close(path[1]);
     char code = '?';
-    ASSERT_EQ(::read(result[0], &code, 1), 1);
+    EXPECT_EQ(::read(result[0], &code, 1), 1);
     ::waitpid(stranger, nullptr, 0);
     ::close(result[0]);
-    ::close(result[1]);
     EXPECT_EQ(code, 'r');
 }
 

@@ -1,11 +1,13 @@
 #pragma once
 
-// The real windlarkd over a scratch sysfs tree of plain files: one nct6798 fan in the
-// chip's own curve mode 5, calibrated. Runs without root; the daemon is told which group
-// may use its socket.
+// The real windlarkd over a machine from tests/fixtures/hwmon, mocked by umockdev: the
+// daemon runs under umockdev's preload, so what it sees under /sys is the testbed, while
+// the test reads and writes the testbed's files directly. Runs without root; the daemon
+// is told which group may use its socket.
 
 #include "daemon/DaemonFrame.h"
 #include "fakes/ScratchDirectory.h"
+#include "platform/hwmon/UmockdevTestbed.h"
 
 #include <chrono>
 #include <csignal>
@@ -27,45 +29,73 @@
 
 namespace windlark {
 
+// The desktop fixture's first fan: an nct6798 channel in the chip's curve mode 5.
 inline const std::string fanId = "nct6798@/sys/devices/platform/nct6775.656#fan1";
+inline const std::string standardCalibration = "[[0, 0], [40, 0], [60, 500], [128, 1000], "
+                                               "[255, 2000]]";
 
 class DaemonRig {
 public:
-    DaemonRig() {
+    // `chip`: the hwmon directory get() and put() address, relative to /sys.
+    explicit DaemonRig(const std::string& fixture = "desktop",
+                       std::string chip = "class/hwmon/hwmon3")
+        : chip_(std::move(chip)) {
         // Other users must reach the socket for the access check to be the one refusing.
         std::filesystem::permissions(scratch_.path(), std::filesystem::perms::others_exec,
                                      std::filesystem::perm_options::add);
-        const auto chip = root() / "devices/platform/nct6775.656/hwmon/hwmon7";
-        std::filesystem::create_directories(chip);
-        std::filesystem::create_directories(root() / "class/hwmon");
         std::filesystem::create_directories(scratch_.path() / "run");
         std::filesystem::create_directories(scratch_.path() / "state");
-        std::filesystem::create_directory_symlink(chip, root() / "class/hwmon/hwmon7");
-        std::filesystem::create_directory_symlink(root() / "devices/platform/nct6775.656",
-                                                  chip / "device");
-        put("name", "nct6798");
-        put("pwm1_enable", "5");
-        put("pwm1", "90");
-        put("fan1_input", "1250");
-        std::ofstream(scratch_.path() / "state/calibration.json")
-            << R"({"fans": {")" << fanId
-            << R"(": [[0, 0], [40, 0], [60, 500], [128, 1000], [255, 2000]]}})";
+        testbed_.add(hwmonFixture(fixture));
+        if (fixture == "desktop") {
+            put("fan1_input", "1250"); // the speed a lease of 1250 RPM asks for
+            calibrate({{fanId, standardCalibration}});
+        }
     }
     ~DaemonRig() { stop(SIGKILL); }
 
-    std::filesystem::path root() const { return scratch_.path() / "sys"; }
-    std::filesystem::path hwmon() const { return root() / "class/hwmon/hwmon7"; }
+    UmockdevTestbed& testbed() { return testbed_; }
+    std::filesystem::path sys() const { return testbed_.sysDirectory(); }
     std::filesystem::path socketPath() const { return scratch_.path() / "windlark.sock"; }
     std::filesystem::path savedFile() const { return scratch_.path() / "run/saved.json"; }
 
+    // An attribute of the rig's chip, or any file by its path under /sys.
     void put(const std::string& name, const std::string& value) const {
-        std::ofstream(hwmon() / name) << value << '\n';
+        putAt(chip_ + "/" + name, value);
     }
-    std::string get(const std::string& name) const {
-        std::ifstream file(hwmon() / name);
+    std::string get(const std::string& name) const { return getAt(chip_ + "/" + name); }
+    void putAt(const std::string& path, const std::string& value) const {
+        std::filesystem::create_directories((sys() / path).parent_path());
+        std::ofstream(sys() / path) << value << '\n';
+    }
+    std::string getAt(const std::string& path) const {
+        std::ifstream file(sys() / path);
         std::string value;
         file >> value;
         return value;
+    }
+    bool isOriginal() const { return get("pwm1_enable") == "5" && get("pwm1") == "102"; }
+
+    void calibrate(const std::vector<std::pair<std::string, std::string>>& maps) const {
+        std::ofstream file(scratch_.path() / "state/calibration.json");
+        file << R"({"fans": {)";
+        for (std::size_t index = 0; index < maps.size(); ++index) {
+            file << (index > 0 ? ", " : "") << '"' << maps[index].first
+                 << "\": " << maps[index].second;
+        }
+        file << "}}";
+    }
+    // Faults for the fault-injecting build: "<attribute> <fault>" lines.
+    void setFaults(const std::string& lines) const {
+        std::ofstream(scratch_.path() / "faults") << lines;
+    }
+    // What the fault-injecting build wrote, in order: "<attribute> <value>" each.
+    std::vector<std::string> writes() const {
+        std::ifstream file(scratch_.path() / "writes");
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(file, line);) {
+            lines.push_back(line);
+        }
+        return lines;
     }
     std::string log() const {
         std::ifstream file(scratch_.path() / "daemon.log");
@@ -73,20 +103,29 @@ public:
         text << file.rdbuf();
         return text.str();
     }
-    bool isOriginal() const { return get("pwm1_enable") == "5" && get("pwm1") == "90"; }
 
     // Runs windlarkd with `arguments`; without --restore it serves until stopped.
     pid_t spawn(std::vector<std::string> arguments, const std::string& group = primaryGroup()) {
-        arguments.insert(arguments.begin(), {WINDLARKD_EXECUTABLE, "--no-logind", "--socket",
-                                             socketPath().string(), "--group", group});
+        arguments.insert(arguments.begin(),
+                         {withFaults_ ? WINDLARKD_WITH_FAULTS_EXECUTABLE : WINDLARKD_EXECUTABLE,
+                          "--no-logind", "--socket", socketPath().string(), "--group", group});
         const pid_t child = ::fork();
         if (child == 0) {
             const int log = ::open((scratch_.path() / "daemon.log").c_str(),
                                    O_WRONLY | O_CREAT | O_APPEND, 0600);
             ::dup2(log, 2);
-            ::setenv("WINDLARKD_SYSFS_ROOT", root().c_str(), 1);
+            // umockdev_testbed_new() told the environment where the testbed lives.
+            ::setenv("LD_PRELOAD", "libumockdev-preload.so.0", 1);
+            // Under AddressSanitizer the preload comes first, which it would otherwise refuse.
+            const char* asan = std::getenv("ASAN_OPTIONS");
+            ::setenv("ASAN_OPTIONS",
+                     ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0")
+                         .c_str(),
+                     1);
             ::setenv("WINDLARKD_RUNTIME_DIRECTORY", (scratch_.path() / "run").c_str(), 1);
             ::setenv("WINDLARKD_STATE_DIRECTORY", (scratch_.path() / "state").c_str(), 1);
+            ::setenv("WINDLARKD_FAULTS", (scratch_.path() / "faults").c_str(), 1);
+            ::setenv("WINDLARKD_WRITE_LOG", (scratch_.path() / "writes").c_str(), 1);
             std::vector<char*> argv;
             for (std::string& argument : arguments) {
                 argv.push_back(argument.data());
@@ -98,11 +137,12 @@ public:
         return child;
     }
     // True once the daemon listens.
-    [[nodiscard]] bool start(const std::string& group = primaryGroup()) {
+    [[nodiscard]] bool start(const std::string& group = primaryGroup(), bool withFaults = false) {
+        withFaults_ = withFaults;
         std::filesystem::remove(socketPath());
         daemon_ = spawn({}, group);
         return waitFor([this] { return std::filesystem::exists(socketPath()); },
-                       std::chrono::seconds(2))
+                       std::chrono::seconds(5))
             .has_value();
     }
     [[nodiscard]] pid_t pid() const { return daemon_; }
@@ -140,7 +180,10 @@ public:
 
 private:
     ScratchDirectory scratch_;
+    UmockdevTestbed testbed_;
+    std::string chip_;
     pid_t daemon_ = -1;
+    bool withFaults_ = false;
 };
 
 // A connected client; every reply is waited for at most two seconds.
@@ -158,10 +201,8 @@ inline int connectTo(const std::filesystem::path& path) {
     return fd;
 }
 
-inline std::optional<DaemonReplyFrame> ask(int fd, const std::string& frame) {
-    if (::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) < 0) {
-        return std::nullopt;
-    }
+// The next frame the daemon sends: a reply, or an event it sends unasked.
+inline std::optional<DaemonReplyFrame> receive(int fd) {
     std::string buffer(kDaemonFrameLimit, '\0');
     const ssize_t length = ::recv(fd, buffer.data(), buffer.size(), 0);
     if (length <= 0) {
@@ -169,6 +210,13 @@ inline std::optional<DaemonReplyFrame> ask(int fd, const std::string& frame) {
     }
     buffer.resize(static_cast<std::size_t>(length));
     return decodeReplyFrame(buffer);
+}
+
+inline std::optional<DaemonReplyFrame> ask(int fd, const std::string& frame) {
+    if (::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) < 0) {
+        return std::nullopt;
+    }
+    return receive(fd);
 }
 
 } // namespace windlark

@@ -89,13 +89,20 @@ std::vector<HwmonChipListing> listHwmonChips(const std::filesystem::path& sysfsR
     for (const auto& entry :
          std::filesystem::directory_iterator(sysfsRoot / "class" / "hwmon", error)) {
         const std::filesystem::path directory = entry.path();
-        const BoundedFileRead name = readBoundedFile(directory / "name", 256);
+        // Some drivers (applesmc among them) keep their attributes on the device and leave
+        // the hwmon directory nothing but links; the sensors library reads those too.
+        std::filesystem::path attributes = directory;
+        BoundedFileRead name = readBoundedFile(directory / "name", 256);
+        if (!name.contents) {
+            attributes = directory / "device";
+            name = readBoundedFile(attributes / "name", 256);
+        }
         if (!name.contents) {
             continue;
         }
         HwmonChipListing chip;
         chip.driver = trimmed(*name.contents);
-        chip.hwmonPath = directory.string();
+        chip.hwmonPath = attributes.string();
         chip.sysfsRoot = sysfsRoot.string();
         std::string device = resolved(directory / "device")
                                  .value_or(resolved(directory).value_or(directory.string()));
@@ -103,7 +110,7 @@ std::vector<HwmonChipListing> listHwmonChips(const std::filesystem::path& sysfsR
             device = "/sys" + device.substr(root.size());
         }
         chip.devicePath = device;
-        for (const auto& attribute : std::filesystem::directory_iterator(directory, error)) {
+        for (const auto& attribute : std::filesystem::directory_iterator(attributes, error)) {
             chip.attributes.push_back(attribute.path().filename().string());
         }
         chips.push_back(std::move(chip));

@@ -380,8 +380,7 @@ FanLeaseDaemonConfiguration configuration(const WindlarkdOptions& options) {
 
 } // namespace
 
-int runWindlarkd(const WindlarkdOptions& options) {
-    LinuxSysfs sysfs;
+int runWindlarkd(const WindlarkdOptions& options, SysfsAccess& sysfs) {
     AtomicFileStore saved(options.savedFile());
     AtomicFileStore calibration(options.calibrationFile(), 0644);
     FanLeaseDaemon daemon(sysfs, saved, discoverFans(options.sysfsRoot, options.calibrationFile()),
@@ -399,8 +398,7 @@ int runWindlarkd(const WindlarkdOptions& options) {
     return server.run();
 }
 
-int restoreLeftoverFans(const WindlarkdOptions& options) {
-    LinuxSysfs sysfs;
+int restoreLeftoverFans(const WindlarkdOptions& options, SysfsAccess& sysfs) {
     AtomicFileStore saved(options.savedFile());
     FanLeaseDaemon daemon(sysfs, saved, discoverFans(options.sysfsRoot, options.calibrationFile()),
                           configuration(options));
