@@ -81,7 +81,8 @@ using StoreChanges = unsigned;
 // What the user is told when the helper ended a lease on its own: a fan that stopped
 // (`stalled`) or one the system took back (`taken-by-system`) deserves a notification that
 // names it; any other end is only worth the status line (absent).
-[[nodiscard]] std::optional<std::string> leaseEndNotification(std::string_view event);
+[[nodiscard]] std::optional<std::string>
+leaseEndNotification(std::string_view event, AppLanguage language = AppLanguage::english);
 
 // The one state object of the application. Every view reads it and every action goes
 // through it; it runs the 2-second control loop and decides when the helper's curve lease
@@ -205,10 +206,6 @@ public:
     [[nodiscard]] bool isCalibrating() const;
     // "Calibrating fan 1 of 2 (id): 40 %", or how the last run ended; absent before any.
     [[nodiscard]] std::optional<std::string> calibrationProgressText() const;
-    // What the user confirms before a run.
-    static constexpr std::string_view calibrationWarning =
-        "Each fan runs at full speed, then steps down and may stop briefly while its speed "
-        "is measured. Your curve pauses until the run ends; it takes a few minutes per fan.";
     // A system symbol name ("arrow.down.circle" to install, "arrow.clockwise.circle" to update).
     [[nodiscard]] std::string helperInstallActionIcon() const;
 

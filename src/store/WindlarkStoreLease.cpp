@@ -148,7 +148,7 @@ void WindlarkStore::resetFanControlForFanOffRangeIfNeeded(bool force) {
     }
 }
 
-std::optional<std::string> leaseEndNotification(std::string_view event) {
+std::optional<std::string> leaseEndNotification(std::string_view event, AppLanguage language) {
     const auto detail = [event](std::string_view code) -> std::optional<std::string_view> {
         if (event.size() > code.size() + 1 && event.starts_with(code) &&
             event[code.size()] == ':') {
@@ -157,12 +157,11 @@ std::optional<std::string> leaseEndNotification(std::string_view event) {
         }
         return std::nullopt;
     };
-    constexpr std::string_view handedBack = ". Every fan is back under the system's control.";
     if (const auto fan = detail("stalled")) {
-        return "A fan stopped: " + std::string(*fan) + std::string(handedBack);
+        return L10n::format(L10nKey::fanStalledNotice, language, {*fan});
     }
     if (const auto fan = detail("taken-by-system")) {
-        return "The system took back a fan: " + std::string(*fan) + std::string(handedBack);
+        return L10n::format(L10nKey::fanTakenBackNotice, language, {*fan});
     }
     return std::nullopt;
 }
@@ -172,9 +171,9 @@ void WindlarkStore::takeLeaseEnd() {
     if (!event) {
         return;
     }
-    std::optional<std::string> notice = leaseEndNotification(*event);
+    std::optional<std::string> notice = leaseEndNotification(*event, language_);
     if (!notice) {
-        setStatus("The fan daemon ended the lease: " + *event);
+        setStatus(L10n::format(L10nKey::daemonEndedLease, language_, {*event}));
         return;
     }
     const MonotonicTime now = services_.clock->monotonicNow();

@@ -6,6 +6,7 @@
 #include "text/L10n.h"
 
 #include <algorithm>
+#include <regex>
 
 namespace windlark {
 
@@ -212,8 +213,24 @@ std::optional<std::string> WindlarkStore::calibrationProgressText() const {
     if (!calibration_ || calibration_->progress.empty()) {
         return std::nullopt;
     }
-    return (calibration_->isRunning() ? "Calibrating " : "Last calibration: ") +
-           calibration_->progress;
+    // The daemon reports "fan 1 of 2 (id): 40 %" while it runs and a word for how the
+    // run ended, possibly with the fault after a colon ("interrupted: stalled").
+    const std::string& progress = calibration_->progress;
+    static const std::regex running(R"(fan (\d+) of (\d+) \((.*)\): (\d+) %)");
+    if (std::smatch match; std::regex_match(progress, match, running)) {
+        return L10n::format(L10nKey::calibrationProgress, language_,
+                            {match.str(1), match.str(2), match.str(3), match.str(4)});
+    }
+    const std::size_t colon = progress.find(':');
+    const std::string_view word = std::string_view(progress).substr(0, colon);
+    std::string ending(word == "finished"      ? text(L10nKey::calibrationFinished)
+                       : word == "cancelled"   ? text(L10nKey::calibrationCancelled)
+                       : word == "interrupted" ? text(L10nKey::calibrationInterrupted)
+                                               : std::string(word));
+    if (colon != std::string::npos) {
+        ending += progress.substr(colon);
+    }
+    return L10n::format(L10nKey::calibrationEnded, language_, {ending});
 }
 
 } // namespace windlark

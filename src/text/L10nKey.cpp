@@ -102,13 +102,22 @@ constexpr std::array<std::string_view, kL10nKeyCount> kKeyNames = {
     "crowdedPoint",
     "simulatedMachine",
     "realHardwareRunning",
-    "simulatedHardwareRunning",
     "readOnlyHardware",
     "noFanVisible",
     "temperatureSensor",
     "defaultTemperatureSensor",
     "temperatureSensorMissing",
     "temperatureSensorMissingNoStandIn",
+    "calibrateFans",
+    "calibrationWarning",
+    "calibrationProgress",
+    "calibrationEnded",
+    "calibrationFinished",
+    "calibrationCancelled",
+    "calibrationInterrupted",
+    "fanStalledNotice",
+    "fanTakenBackNotice",
+    "daemonEndedLease",
 };
 
 // The tables and the names are indexed by a key's value, so the list of all keys must
@@ -122,8 +131,7 @@ constexpr bool isEveryKeyInOrderAndNamed() {
     }
     return true;
 }
-static_assert(static_cast<std::size_t>(L10nKey::temperatureSensorMissingNoStandIn) + 1 ==
-                  kL10nKeyCount,
+static_assert(static_cast<std::size_t>(L10nKey::daemonEndedLease) + 1 == kL10nKeyCount,
               "kL10nKeyCount must count every key");
 static_assert(isEveryKeyInOrderAndNamed(), "every key listed in order, with its own name");
 

@@ -105,16 +105,26 @@ enum class L10nKey {
     simulatedMachine,
     // Texts of this computer's own hardware monitors.
     realHardwareRunning,
-    simulatedHardwareRunning,
     readOnlyHardware,
     noFanVisible,
     temperatureSensor,
     defaultTemperatureSensor,
     temperatureSensorMissing,
     temperatureSensorMissingNoStandIn,
+    // Texts of the Linux fan daemon's calibration and of the leases it ends.
+    calibrateFans,
+    calibrationWarning,
+    calibrationProgress,
+    calibrationEnded,
+    calibrationFinished,
+    calibrationCancelled,
+    calibrationInterrupted,
+    fanStalledNotice,
+    fanTakenBackNotice,
+    daemonEndedLease,
 };
 
-inline constexpr std::size_t kL10nKeyCount = 100;
+inline constexpr std::size_t kL10nKeyCount = 109;
 
 template <>
 inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
@@ -211,13 +221,22 @@ inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
     L10nKey::crowdedPoint,
     L10nKey::simulatedMachine,
     L10nKey::realHardwareRunning,
-    L10nKey::simulatedHardwareRunning,
     L10nKey::readOnlyHardware,
     L10nKey::noFanVisible,
     L10nKey::temperatureSensor,
     L10nKey::defaultTemperatureSensor,
     L10nKey::temperatureSensorMissing,
     L10nKey::temperatureSensorMissingNoStandIn,
+    L10nKey::calibrateFans,
+    L10nKey::calibrationWarning,
+    L10nKey::calibrationProgress,
+    L10nKey::calibrationEnded,
+    L10nKey::calibrationFinished,
+    L10nKey::calibrationCancelled,
+    L10nKey::calibrationInterrupted,
+    L10nKey::fanStalledNotice,
+    L10nKey::fanTakenBackNotice,
+    L10nKey::daemonEndedLease,
 };
 
 [[nodiscard]] std::string_view rawValue(L10nKey key);

@@ -117,7 +117,6 @@ constexpr LanguageList kEnglish = {{
     {L10nKey::simulatedMachine,
      "Simulated Mac: the readings are simulated and no real fan is controlled."},
     {L10nKey::realHardwareRunning, "Reading this computer's own sensors and fans"},
-    {L10nKey::simulatedHardwareRunning, "Simulated Mac (no real sensors in use)"},
     {L10nKey::readOnlyHardware, "Read-only: the fans keep their own control."},
     {L10nKey::noFanVisible, "Temperatures are readable, but no fan is visible; many laptops keep "
                             "their fan inside the embedded controller."},
@@ -127,6 +126,19 @@ constexpr LanguageList kEnglish = {{
      "The saved temperature sensor %@ is not present; using %@."},
     {L10nKey::temperatureSensorMissingNoStandIn,
      "The saved temperature sensor %@ is not present, and no other sensor can stand in."},
+    {L10nKey::calibrateFans, "Calibrate fans"},
+    {L10nKey::calibrationWarning,
+     "Each fan runs at full speed, then steps down and may stop briefly while its speed is "
+     "measured. Your curve pauses until the run ends; it takes a few minutes per fan."},
+    {L10nKey::calibrationProgress, "Calibrating fan %@ of %@ (%@): %@ %"},
+    {L10nKey::calibrationEnded, "Last calibration: %@"},
+    {L10nKey::calibrationFinished, "finished"},
+    {L10nKey::calibrationCancelled, "cancelled"},
+    {L10nKey::calibrationInterrupted, "interrupted"},
+    {L10nKey::fanStalledNotice, "A fan stopped: %@. Every fan is back under the system's control."},
+    {L10nKey::fanTakenBackNotice,
+     "The system took back a fan: %@. Every fan is back under the system's control."},
+    {L10nKey::daemonEndedLease, "The fan daemon ended the lease: %@"},
 }};
 
 // Korean
@@ -228,7 +240,6 @@ constexpr LanguageList kKorean = {{
                             "온도 축을 넓히거나 포인트를 제거하세요."},
     {L10nKey::simulatedMachine, "모의 Mac: 측정값은 모의 값이며 실제 팬은 제어되지 않습니다."},
     {L10nKey::realHardwareRunning, "이 컴퓨터의 실제 센서와 팬을 읽는 중"},
-    {L10nKey::simulatedHardwareRunning, "시뮬레이션된 Mac (실제 센서를 사용하지 않음)"},
     {L10nKey::readOnlyHardware, "읽기 전용: 팬은 자체 제어를 유지합니다."},
     {L10nKey::noFanVisible, "온도는 읽을 수 있지만 팬이 보이지 않습니다. 많은 노트북은 팬을 "
                             "임베디드 컨트롤러 안에서 제어합니다."},
@@ -237,6 +248,19 @@ constexpr LanguageList kKorean = {{
     {L10nKey::temperatureSensorMissing, "저장된 온도 센서 %@이(가) 없습니다. %@을(를) 사용합니다."},
     {L10nKey::temperatureSensorMissingNoStandIn,
      "저장된 온도 센서 %@이(가) 없으며 대신 사용할 센서도 없습니다."},
+    {L10nKey::calibrateFans, "팬 보정"},
+    {L10nKey::calibrationWarning,
+     "각 팬이 최대 속도로 돈 뒤 단계적으로 느려지며, 속도를 측정하는 동안 잠시 멈출 수 있습니다. "
+     "측정이 끝날 때까지 곡선 제어는 일시 중지되며, 팬마다 몇 분이 걸립니다."},
+    {L10nKey::calibrationProgress, "팬 보정 중 %@/%@ (%@): %@ %"},
+    {L10nKey::calibrationEnded, "마지막 보정: %@"},
+    {L10nKey::calibrationFinished, "완료"},
+    {L10nKey::calibrationCancelled, "취소됨"},
+    {L10nKey::calibrationInterrupted, "중단됨"},
+    {L10nKey::fanStalledNotice, "팬이 멈췄습니다: %@. 모든 팬이 시스템 제어로 돌아갔습니다."},
+    {L10nKey::fanTakenBackNotice,
+     "시스템이 팬 제어를 되가져갔습니다: %@. 모든 팬이 시스템 제어로 돌아갔습니다."},
+    {L10nKey::daemonEndedLease, "팬 데몬이 임대를 끝냈습니다: %@"},
 }};
 
 // Japanese
@@ -338,8 +362,6 @@ constexpr LanguageList kJapanese = {{
                             "温度軸を広げるか、ポイントを削除してください。"},
     {L10nKey::simulatedMachine, "模擬 Mac: 測定値は模擬で、実際のファンは制御されません。"},
     {L10nKey::realHardwareRunning, "このコンピュータの実際のセンサーとファンを読み取り中"},
-    {L10nKey::simulatedHardwareRunning,
-     "シミュレートされた Mac（実際のセンサーは使用していません）"},
     {L10nKey::readOnlyHardware, "読み取り専用：ファンは独自の制御を続けます。"},
     {L10nKey::noFanVisible, "温度は読み取れますが、ファンが見つかりません。多くのノートパソコンでは"
                             "ファンが組み込みコントローラ内で制御されています。"},
@@ -349,6 +371,20 @@ constexpr LanguageList kJapanese = {{
      "保存された温度センサー %@ が見つかりません。%@ を使用します。"},
     {L10nKey::temperatureSensorMissingNoStandIn,
      "保存された温度センサー %@ が見つからず、代わりに使えるセンサーもありません。"},
+    {L10nKey::calibrateFans, "ファンを較正"},
+    {L10nKey::calibrationWarning,
+     "各ファンを最大速度で回したあと段階的に下げるため、速度の測定中に一時的に止まることがあります"
+     "。終わるまでカーブによる制御は一時停止し、ファン1台につき数分かかります。"},
+    {L10nKey::calibrationProgress, "ファンを較正中 %@/%@（%@）: %@ %"},
+    {L10nKey::calibrationEnded, "前回の較正: %@"},
+    {L10nKey::calibrationFinished, "完了"},
+    {L10nKey::calibrationCancelled, "キャンセル"},
+    {L10nKey::calibrationInterrupted, "中断"},
+    {L10nKey::fanStalledNotice,
+     "ファンが停止しました: %@。すべてのファンはシステムの制御に戻りました。"},
+    {L10nKey::fanTakenBackNotice,
+     "システムがファンの制御を取り戻しました: %@。すべてのファンはシステムの制御に戻りました。"},
+    {L10nKey::daemonEndedLease, "ファンデーモンがリースを終了しました: %@"},
 }};
 
 // Simplified Chinese
@@ -448,7 +484,6 @@ constexpr LanguageList kChineseSimplified = {{
     {L10nKey::crowdedPoint, "此点与相邻点过近，无法移动。请扩大温度轴或删除一个点。"},
     {L10nKey::simulatedMachine, "模拟 Mac：读数为模拟值，不会控制真实风扇。"},
     {L10nKey::realHardwareRunning, "正在读取这台电脑的真实传感器和风扇"},
-    {L10nKey::simulatedHardwareRunning, "模拟 Mac（未使用真实传感器）"},
     {L10nKey::readOnlyHardware, "只读：风扇保持其自身的控制。"},
     {L10nKey::noFanVisible, "可以读取温度，但看不到风扇；许多笔记本电脑的风扇由嵌入式控制器控制。"},
     {L10nKey::temperatureSensor, "温度传感器"},
@@ -456,6 +491,17 @@ constexpr LanguageList kChineseSimplified = {{
     {L10nKey::temperatureSensorMissing, "已保存的温度传感器 %@ 不存在；改用 %@。"},
     {L10nKey::temperatureSensorMissingNoStandIn,
      "已保存的温度传感器 %@ 不存在，也没有其他传感器可以替代。"},
+    {L10nKey::calibrateFans, "校准风扇"},
+    {L10nKey::calibrationWarning, "每个风扇先以全速运转，然后逐级降速，测量转速时可能短暂停转。完成"
+                                  "前曲线控制将暂停，每个风扇需要几分钟。"},
+    {L10nKey::calibrationProgress, "正在校准风扇 %@/%@（%@）：%@ %"},
+    {L10nKey::calibrationEnded, "上次校准：%@"},
+    {L10nKey::calibrationFinished, "已完成"},
+    {L10nKey::calibrationCancelled, "已取消"},
+    {L10nKey::calibrationInterrupted, "已中断"},
+    {L10nKey::fanStalledNotice, "风扇停转：%@。所有风扇已交还系统控制。"},
+    {L10nKey::fanTakenBackNotice, "系统收回了风扇：%@。所有风扇已交还系统控制。"},
+    {L10nKey::daemonEndedLease, "风扇守护进程结束了租约：%@"},
 }};
 
 // Spanish
@@ -559,7 +605,6 @@ constexpr LanguageList kSpanish = {{
     {L10nKey::simulatedMachine,
      "Mac simulado: las lecturas son simuladas y no se controla ningún ventilador real."},
     {L10nKey::realHardwareRunning, "Leyendo los sensores y ventiladores reales de este equipo"},
-    {L10nKey::simulatedHardwareRunning, "Mac simulado (sin sensores reales)"},
     {L10nKey::readOnlyHardware, "Solo lectura: los ventiladores mantienen su propio control."},
     {L10nKey::noFanVisible,
      "Las temperaturas se pueden leer, pero no se ve ningún ventilador; muchos portátiles "
@@ -571,6 +616,21 @@ constexpr LanguageList kSpanish = {{
     {L10nKey::temperatureSensorMissingNoStandIn,
      "El sensor de temperatura guardado %@ no está presente y ningún otro sensor puede "
      "sustituirlo."},
+    {L10nKey::calibrateFans, "Calibrar ventiladores"},
+    {L10nKey::calibrationWarning,
+     "Cada ventilador gira a máxima velocidad y luego baja por pasos; puede detenerse un momento "
+     "mientras se mide su velocidad. La curva se pausa hasta que termine; tarda unos minutos por "
+     "ventilador."},
+    {L10nKey::calibrationProgress, "Calibrando ventilador %@ de %@ (%@): %@ %"},
+    {L10nKey::calibrationEnded, "Última calibración: %@"},
+    {L10nKey::calibrationFinished, "terminada"},
+    {L10nKey::calibrationCancelled, "cancelada"},
+    {L10nKey::calibrationInterrupted, "interrumpida"},
+    {L10nKey::fanStalledNotice,
+     "Un ventilador se detuvo: %@. Todos los ventiladores vuelven al control del sistema."},
+    {L10nKey::fanTakenBackNotice, "El sistema recuperó un ventilador: %@. Todos los ventiladores "
+                                  "vuelven al control del sistema."},
+    {L10nKey::daemonEndedLease, "El demonio de ventiladores terminó la concesión: %@"},
 }};
 
 constexpr bool isCompleteAndInKeyOrder(const LanguageList& list) {

@@ -172,12 +172,10 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     useHardwareRangeButton_ = addButton(layout);
     connect(useHardwareRangeButton_, &QPushButton::clicked, this,
             [this] { store_.applyDetectedHardwareRange(); });
-    // The daemon's calibration speaks the helper's fixed English, as the write path does.
     calibrateButton_ = addButton(layout);
-    calibrateButton_->setText(QStringLiteral("Calibrate fans"));
     connect(calibrateButton_, &QPushButton::clicked, this, [this] {
         const QMessageBox::StandardButton answer = QMessageBox::question(
-            this, QStringLiteral("Calibrate fans"), qtext(WindlarkStore::calibrationWarning),
+            this, qtext(store_, L10nKey::calibrateFans), qtext(store_, L10nKey::calibrationWarning),
             QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Cancel);
         if (answer == QMessageBox::Ok) {
             store_.calibrateFans();
@@ -188,7 +186,6 @@ StatusSidebarView::StatusSidebarView(WindlarkStore& store, QWidget* parent)
     calibrationProgress_->setWordWrap(true);
     layout->addWidget(calibrationProgress_);
     cancelCalibrationButton_ = addButton(layout);
-    cancelCalibrationButton_->setText(QStringLiteral("Cancel"));
     connect(cancelCalibrationButton_, &QPushButton::clicked, this,
             [this] { store_.cancelCalibration(); });
 
@@ -283,9 +280,8 @@ void StatusSidebarView::refreshSensors() {
         if (store_.hardwareCapabilities().fanCount == 0) {
             note += QStringLiteral(" ") + text(L10nKey::noFanVisible);
         }
-    } else if (store_.isSimulatedMachine()) {
-        note = text(L10nKey::simulatedHardwareRunning);
     }
+    // A simulated Mac says so once, in the editor's note above the graph.
     setTextIfChanged(hardwareNote_, note);
     setShown(hardwareNote_, !note.isEmpty());
     setShown(sensorTitle_, hasPicker);
@@ -388,7 +384,9 @@ void StatusSidebarView::refresh() {
     setShown(adminDetectButton_, showsDetection);
     useHardwareRangeButton_->setText(text(L10nKey::useHardwareRange));
     setShown(useHardwareRangeButton_, store_.shouldShowUseHardwareRangeAction());
+    calibrateButton_->setText(text(L10nKey::calibrateFans));
     setShown(calibrateButton_, store_.shouldShowCalibrateAction());
+    cancelCalibrationButton_->setText(text(L10nKey::cancel));
     const std::optional<std::string> calibration = store_.calibrationProgressText();
     setTextIfChanged(calibrationProgress_, calibration ? qtext(*calibration) : QString());
     setShown(calibrationProgress_, calibration.has_value());

@@ -2,16 +2,16 @@
 
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <iterator>
 #include <regex>
+#include <stdexcept>
 #include <string>
 #include <umockdev.h>
 
 namespace windlark {
 
-// A mocked /sys for the duration of a test: what the process sees under /sys comes from
-// the umockdev records loaded into it.
+// A mocked /sys for the duration of a test or benchmark (failures throw): what the process sees
+// under /sys comes from the umockdev records loaded into it.
 class UmockdevTestbed {
 public:
     UmockdevTestbed()
@@ -23,9 +23,9 @@ public:
     void add(const std::string& record) {
         GError* error = nullptr;
         if (!umockdev_testbed_add_from_string(testbed_, record.c_str(), &error)) {
-            ADD_FAILURE() << "umockdev refused the record: "
-                          << (error ? error->message : "unknown error");
+            const std::string why = error != nullptr ? error->message : "unknown error";
             g_clear_error(&error);
+            throw std::runtime_error("umockdev refused the record: " + why);
         }
     }
     void remove(const std::string& sysPath) {
@@ -51,7 +51,9 @@ private:
 inline std::string hwmonFixture(const std::string& name) {
     std::ifstream stream(std::string(WINDLARK_SOURCE_DIR) + "/tests/fixtures/hwmon/" + name +
                          ".umockdev");
-    EXPECT_TRUE(stream) << name;
+    if (!stream) {
+        throw std::runtime_error("no hwmon fixture " + name);
+    }
     return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
 }
 
