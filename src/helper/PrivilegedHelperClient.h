@@ -1,5 +1,6 @@
 #pragma once
 
+#include "helper/FanWriteSafetyPlan.h"
 #include "helper/PrivilegedHelperActionResult.h"
 #include "helper/PrivilegedHelperHealth.h"
 
@@ -39,6 +40,12 @@ public:
     renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds);
     // The last lease the helper ended on its own since last asked, as "code: text"
     // ("stalled: hwmon2/fan1 reads 0 RPM"). A helper whose leases only run out has none.
+    // The write plan in this helper's own terms, as the user reads it: the requirement
+    // names and explanations speak of the Mac helper unless a platform's helper has words
+    // of its own for the same facts.
+    [[nodiscard]] virtual FanWriteSafetyPlan inOwnTerms(FanWriteSafetyPlan plan) const {
+        return plan;
+    }
     [[nodiscard]] virtual std::optional<std::string> takeLeaseEnd() { return std::nullopt; }
     // Absent where the helper cannot calibrate, or did not answer.
     [[nodiscard]] virtual std::optional<HelperCalibrationStatus> readCalibration() {

@@ -62,11 +62,12 @@ double WindlarkStore::activeCurveLeaseTargetRPM() const {
 }
 
 FanWriteSafetyPlan WindlarkStore::writeSafetyPlan() const {
-    return FanWriteSafetyPlan::evaluate(
+    FanWriteSafetyPlan plan = FanWriteSafetyPlan::evaluate(
         capabilities_, snapshot_.hasLiveTemperatureTelemetry,
         helperHealth_.hasSignedPrivilegedHelper(), helperHealth_.hasBlessMetadata,
         helperHealth_.isPrivilegedInstallVerified, helperHealth_.hasTrustedProvenance,
         helperHealth_.hasHeartbeat, helperHealth_.fanWritesEnabled, helperHealth_.hasResetPath());
+    return services_.helperClient ? services_.helperClient->inOwnTerms(std::move(plan)) : plan;
 }
 
 void WindlarkStore::applyCurveTargetLeaseIfNeeded(bool force) {

@@ -145,6 +145,31 @@ TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
               std::string::npos);
 }
 
+TEST(LinuxDaemonHelperClient, SpeaksOfTheWritePlansFactsInLinuxTerms) {
+    const LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>("/nonexistent"),
+                                         nullptr);
+    FanWriteSafetyPlan plan =
+        FanWriteSafetyPlan::evaluate({}, false, false, false, false, false, false, false, false);
+    const auto isMacWording = [](const std::string& text) {
+        for (const char* word : {"helper", "macOS", "This Mac", "ServiceManagement", "XPC"}) {
+            if (text.find(word) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    };
+    const FanWriteSafetyPlan reworded = client.inOwnTerms(plan);
+    ASSERT_EQ(reworded.requirements.size(), plan.requirements.size());
+    EXPECT_FALSE(isMacWording(reworded.actionMessage())) << reworded.actionMessage();
+    for (const FanWriteSafetyStatus status :
+         {FanWriteSafetyStatus::unsupported, FanWriteSafetyStatus::helperRequired,
+          FanWriteSafetyStatus::writeGateRequired, FanWriteSafetyStatus::resetRequired}) {
+        plan.status = status;
+        const std::string detail = client.inOwnTerms(plan).detail;
+        EXPECT_FALSE(isMacWording(detail)) << detail;
+    }
+}
+
 TEST(DaemonSocketConnector, AUserTurnedAwayReadsHowToJoinTheGroup) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "connecting as a user outside the group needs root";

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -183,6 +184,44 @@ PrivilegedHelperHealth LinuxDaemonHelperClient::readHealth() {
         }
     }
     return linuxDaemonHealth(facts, probe);
+}
+
+FanWriteSafetyPlan LinuxDaemonHelperClient::inOwnTerms(FanWriteSafetyPlan plan) const {
+    // The same facts in the same order, named by what can be checked on this computer.
+    static const std::map<std::string, std::string, std::less<>> titles = {
+        {"signed privileged helper", "windlarkd owned by root and writable by no one else"},
+        {"ServiceManagement helper metadata", "windlarkd's systemd units installed"},
+        {"privileged helper install verified", "windlarkd serving its socket as root"},
+        {"trusted helper provenance", "trusted windlarkd install"},
+        {"helper heartbeat", "windlarkd heartbeat"},
+        {"helper fan writes enabled", "windlarkd fan writes enabled"},
+        {"macOS-control reset path", "hand-back to the system's own fan control"},
+    };
+    for (FanWriteRequirement& requirement : plan.requirements) {
+        if (const auto title = titles.find(requirement.title); title != titles.end()) {
+            requirement.title = title->second;
+        }
+    }
+    switch (plan.status) {
+    case FanWriteSafetyStatus::unsupported:
+        plan.detail = "This computer has no fan Windlark Mac can control.";
+        break;
+    case FanWriteSafetyStatus::helperRequired:
+        plan.detail = "windlarkd must be installed, owned by root and serving its socket "
+                      "before writes.";
+        break;
+    case FanWriteSafetyStatus::writeGateRequired:
+        plan.detail = "windlarkd is reachable, but no fan of this computer has a known speed "
+                      "range yet.";
+        break;
+    case FanWriteSafetyStatus::resetRequired:
+        plan.detail = "windlarkd must prove it can hand the fans back to the system before "
+                      "writes.";
+        break;
+    default:
+        break;
+    }
+    return plan;
 }
 
 PrivilegedHelperActionResult LinuxDaemonHelperClient::installPrivilegedHelper() {

@@ -56,6 +56,7 @@ public:
     [[nodiscard]] PrivilegedHelperActionResult
     renewCurveTargetLease(double targetRPM, std::int64_t leaseSeconds) override;
     [[nodiscard]] std::optional<std::string> takeLeaseEnd() override;
+    [[nodiscard]] FanWriteSafetyPlan inOwnTerms(FanWriteSafetyPlan plan) const override;
     [[nodiscard]] std::optional<HelperCalibrationStatus> readCalibration() override;
     [[nodiscard]] PrivilegedHelperActionResult calibrateFans() override;
     [[nodiscard]] PrivilegedHelperActionResult cancelCalibration() override;
