@@ -147,8 +147,9 @@ void printHelp(std::string_view programName, std::ostream& out) {
         << "\n"
         << "On Linux the program reads the kernel's hardware monitors (through libsensors, with\n"
         << "the labels and ignores of sensors.conf) when they show at least one temperature\n"
-        << "sensor, and runs the simulated Mac otherwise. It only reads: the fans keep their\n"
-        << "own control.\n";
+        << "sensor, and runs the simulated Mac otherwise. It never writes to a fan itself:\n"
+        << "the curve reaches the fans through windlarkd, the root daemon that holds short\n"
+        << "leases and hands every fan back (enable it once with windlarkd --install).\n";
     out.flush();
 }
 
