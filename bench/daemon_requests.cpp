@@ -55,6 +55,7 @@ BENCHMARK(renewalInProcess)->Repetitions(9)->ReportAggregatesOnly(true);
 
 void roundTrip(benchmark::State& state, const std::string& request) {
     DaemonRig rig;
+    rig.readPlainFiles();
     if (!rig.start()) {
         state.SkipWithError("windlarkd did not start");
         return;

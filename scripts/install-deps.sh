@@ -8,7 +8,8 @@ debian_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     nlohmann-json3-dev libcurl4-openssl-dev ca-certificates
     qt6-base-dev qt6-qpa-plugins fonts-noto-cjk
-    libsensors-dev libsystemd-dev umockdev libumockdev-dev python3-dbusmock
+    libsensors-dev libsystemd-dev umockdev libumockdev-dev gir1.2-umockdev-1.0 python3-gi
+    python3-dbusmock
     clang libclang-rt-dev
     gcovr
     python3 xvfb xauth
