@@ -1,5 +1,7 @@
 #include "daemon/DaemonFan.h"
 
+#include "support/HwmonId.h"
+
 #include <algorithm>
 #include <charconv>
 #include <set>
@@ -41,10 +43,6 @@ std::string DaemonFan::modePath() const {
     return profile.kind == FanControlKind::rpmTarget ? manualPath() : enablePath();
 }
 
-std::string stableFanId(std::string_view driver, std::string_view devicePath, int channel) {
-    return std::string(driver) + "@" + std::string(devicePath) + "#fan" + std::to_string(channel);
-}
-
 std::vector<DaemonFan> describeFans(const HwmonChipListing& chip) {
     const std::set<std::string, std::less<>> names(chip.attributes.begin(), chip.attributes.end());
     const DriverProfile profile = driverProfile(chip.driver);
@@ -61,7 +59,8 @@ std::vector<DaemonFan> describeFans(const HwmonChipListing& chip) {
     std::vector<DaemonFan> fans;
     for (const int channel : channels) {
         DaemonFan fan;
-        fan.id = stableFanId(chip.driver, chip.devicePath, channel);
+        // The same name the app gives the channel's speed reading.
+        fan.id = hwmonChannelId(chip.driver, chip.devicePath, "fan" + std::to_string(channel));
         fan.hwmonPath = chip.hwmonPath;
         fan.channel = channel;
         fan.profile = profile;

@@ -45,11 +45,6 @@ struct DaemonFan {
     [[nodiscard]] std::string modePath() const;
 };
 
-// "driver@/resolved/device/path#fanN": hwmonN numbers follow probe order and change
-// between boots, the device a chip hangs off does not.
-[[nodiscard]] std::string stableFanId(std::string_view driver, std::string_view devicePath,
-                                      int channel);
-
 // The fans of one chip: a duty fan per `pwmN`, an RPM fan per `fanN_output` beside
 // `fanN_manual`. Read-only drivers are listed too, so that their reason can be shown.
 [[nodiscard]] std::vector<DaemonFan> describeFans(const HwmonChipListing& chip);

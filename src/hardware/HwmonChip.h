@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/HwmonId.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,10 +72,10 @@ struct HwmonChip {
     std::vector<HwmonFanChannel> fans;
 
     // "nct6798@/sys/devices/platform/nct6775.656": stable across boots, unlike hwmonN.
-    [[nodiscard]] std::string id() const { return driver + "@" + devicePath; }
+    [[nodiscard]] std::string id() const { return hwmonChipId(driver, devicePath); }
     // "nct6798@/sys/devices/platform/nct6775.656#fan2"
     [[nodiscard]] std::string channelId(std::string_view channel) const {
-        return id() + "#" + std::string(channel);
+        return hwmonChannelId(driver, devicePath, channel);
     }
 
     bool operator==(const HwmonChip&) const = default;
