@@ -226,6 +226,7 @@ std::optional<std::string> WindlarkStore::calibrationProgressText() const {
     std::string ending(word == "finished"      ? text(L10nKey::calibrationFinished)
                        : word == "cancelled"   ? text(L10nKey::calibrationCancelled)
                        : word == "interrupted" ? text(L10nKey::calibrationInterrupted)
+                       : word == "failed"      ? text(L10nKey::calibrationFailed)
                                                : std::string(word));
     if (colon != std::string::npos) {
         ending += progress.substr(colon);

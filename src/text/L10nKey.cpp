@@ -115,6 +115,7 @@ constexpr std::array<std::string_view, kL10nKeyCount> kKeyNames = {
     "calibrationFinished",
     "calibrationCancelled",
     "calibrationInterrupted",
+    "calibrationFailed",
     "fanStalledNotice",
     "fanTakenBackNotice",
     "daemonEndedLease",

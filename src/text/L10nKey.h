@@ -119,12 +119,13 @@ enum class L10nKey {
     calibrationFinished,
     calibrationCancelled,
     calibrationInterrupted,
+    calibrationFailed,
     fanStalledNotice,
     fanTakenBackNotice,
     daemonEndedLease,
 };
 
-inline constexpr std::size_t kL10nKeyCount = 109;
+inline constexpr std::size_t kL10nKeyCount = 110;
 
 template <>
 inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
@@ -234,6 +235,7 @@ inline constexpr std::array<L10nKey, kL10nKeyCount> allCases<L10nKey> = {
     L10nKey::calibrationFinished,
     L10nKey::calibrationCancelled,
     L10nKey::calibrationInterrupted,
+    L10nKey::calibrationFailed,
     L10nKey::fanStalledNotice,
     L10nKey::fanTakenBackNotice,
     L10nKey::daemonEndedLease,
