@@ -153,7 +153,6 @@ public:
     // umockdev's preload, which costs a path translation on every open: for timing the
     // daemon's own work.
     void readPlainFiles() { readsPlainFiles_ = true; }
-    [[nodiscard]] pid_t pid() const { return daemon_; }
     void stop(int signal) {
         if (daemon_ > 0) {
             ::kill(daemon_, signal);
