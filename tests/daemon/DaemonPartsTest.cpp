@@ -1,6 +1,7 @@
 #include "daemon/CalibrationMap.h"
 #include "daemon/DaemonFan.h"
 #include "daemon/DaemonFrame.h"
+#include "daemon/RequestRateLimiter.h"
 #include "daemon/SavedFanState.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,16 @@ TEST(DaemonFrame, RepliesErrorsAndEventsReadBackAsSent) {
     for (const DaemonErrorCode code : allDaemonErrorCodes) {
         EXPECT_EQ(daemonErrorCodeFromRawValue(rawValue(code)), code);
     }
+}
+
+TEST(RequestRateLimiter, AdmitsTenAtOnceThenOneATenthOfASecond) {
+    RequestRateLimiter limiter;
+    for (int request = 0; request < 10; ++request) {
+        EXPECT_TRUE(limiter.admit(std::chrono::seconds(5))) << request;
+    }
+    EXPECT_FALSE(limiter.admit(std::chrono::seconds(5)));
+    EXPECT_TRUE(limiter.admit(std::chrono::milliseconds(5100)));
+    EXPECT_FALSE(limiter.admit(std::chrono::milliseconds(5100)));
 }
 
 TEST(DriverProfile, KnowsManualAutomaticAndSafeStatesOfEachDriver) {

@@ -479,6 +479,15 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
         EXPECT_EQ(rig.calibrationStatus(++now).rfind(interruption.outcome, 0), 0U)
             << interruption.name << ": " << rig.calibrationStatus(now);
     }
+
+    // A fan that refuses full duty cannot be measured: the run fails as it starts.
+    CalibrationRig refused;
+    refused.sysfs.files[pwm1].writeError = EINVAL;
+    refused.send(1, R"({"id": 1, "op": "calibrateFans"})", 0);
+    int later = 0;
+    refused.run(1, later);
+    EXPECT_EQ(refused.calibrationStatus(later).rfind("failed: driver-refused: EINVAL", 0), 0U);
+    refused.expectOriginalState("mode refused");
 }
 
 } // namespace
