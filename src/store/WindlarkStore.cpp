@@ -35,6 +35,8 @@ WindlarkStore::WindlarkStore(WindlarkStoreServices services, WindlarkStoreOption
     mode_ = capabilities.isUnsupported() ? FanControlMode::system : options.mode;
     capabilities_ = std::move(capabilities);
     helperHealth_ = services_.helperClient->readHealth();
+    // Whether a fan waits to be calibrated decides what the editor offers from the start.
+    calibration_ = services_.helperClient->readCalibration();
     launchAtLoginStatus_ = services_.loginItemController->status();
     language_ =
         services_.preferences ? services_.preferences->loadLanguage() : AppLanguage::english;
