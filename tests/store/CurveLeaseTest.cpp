@@ -36,26 +36,29 @@ TEST(CurveLease, ATargetMoveOfSeventyFiveRPMRenewsEarly) {
     }
 }
 
-TEST(CurveLease, AtTheSafetyLimitTheLeaseAsksForTheAxisMaximumEvenInsideTheFanOffRange) {
+// 100 RPM per degree from 30 C, and the fan handed back below `thresholdC`.
+WindlarkProfile fanOffProfile(double thresholdC) {
     WindlarkProfile profile = linearProfile();
     profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 99.0; // beyond the limit: only a stored profile gets here
+    profile.fanOffThresholdC = thresholdC;
+    return profile;
+}
+
+TEST(CurveLease, AtTheSafetyLimitTheLeaseAsksForTheAxisMaximumEvenInsideTheFanOffRange) {
     StoreRig rig = StoreRig::capable();
     rig.controller->temperatureC = 95.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
+    // A threshold beyond the limit: only a stored profile gets here.
+    WindlarkStore& store = rig.makeInCurveMode(fanOffProfile(99.0));
     rig.completeLeases();
     EXPECT_EQ(store.effectiveMode(), FanControlMode::safety);
     EXPECT_EQ(rig.renewalTargets(), std::vector<double>{8000.0});
     EXPECT_EQ(rig.count("reset"), 0);
 }
 
-TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRange) {
-    WindlarkProfile profile = linearProfile();
-    profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 45.0;
+TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRangeAndOnlyByATrustedHelper) {
     StoreRig rig = StoreRig::capable();
     rig.controller->temperatureC = 40.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
+    WindlarkStore& store = rig.makeInCurveMode(fanOffProfile(45.0));
     EXPECT_EQ(rig.count("reset"), 1);
     EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
     for (const double temperatureC : {41.0, 45.0, 60.0, 44.0, 43.0}) {
@@ -68,21 +71,16 @@ TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRange) {
     EXPECT_EQ(rig.renewalTargets(), std::vector<double>{4000.0});
     EXPECT_TRUE(store.isFanOffRangeActive());
     EXPECT_EQ(store.effectiveMode(), FanControlMode::system);
-}
 
-TEST(CurveLease, AnUntrustedHelperInTheFanOffRangeIsOnlyExplainedOnAnEdit) {
-    WindlarkProfile profile = linearProfile();
-    profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 45.0;
-    StoreRig rig = StoreRig::capable();
-    rig.helper->health.hasTrustedProvenance = false;
-    rig.controller->temperatureC = 40.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
-    rig.tick();
-    store.updateFanOffThreshold(46.0); // a new stay does not begin: still no reset
-    EXPECT_EQ(rig.count("reset"), 0);
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+    // An untrusted helper is not asked, and an edit within the stay explains nothing.
+    StoreRig untrusted = StoreRig::capable();
+    untrusted.helper->health.hasTrustedProvenance = false;
+    untrusted.controller->temperatureC = 40.0;
+    WindlarkStore& quiet = untrusted.makeInCurveMode(fanOffProfile(45.0));
+    untrusted.tick();
+    quiet.updateFanOffThreshold(46.0);
+    EXPECT_EQ(untrusted.count("reset"), 0);
+    EXPECT_EQ(quiet.hardwareProbeStatus(), std::nullopt);
 }
 
 TEST(CurveLease, AFailingHelperIsAskedAgainFiveSecondsAfterTheFailureUnlessTheTargetMoves) {
@@ -155,41 +153,34 @@ TEST(CurveLease, AStoreDestroyedWithARequestInFlightIsNeverTouchedAgain) {
     EXPECT_EQ(rig.loop->activeTimerCount(), 0U);
 }
 
-TEST(CurveLease, ALockedWritePathStaysQuietOnTicksAndExplainsItselfOnEdits) {
-    StoreRig rig = StoreRig::capable();
-    rig.helper->health.fanWritesEnabled = false;
-    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
-    rig.tick();
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
-    store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
-    EXPECT_EQ(store.hardwareProbeStatus(), store.writeSafetyPlan().actionMessage());
-    EXPECT_NE(store.hardwareProbeStatus()->find("Missing"), std::string::npos);
-    rig.completeLeases();
-    EXPECT_TRUE(rig.renewalTargets().empty());
-}
-
+// A locked write path stays quiet on ticks; an edit says why, with the helper's advice.
 TEST(CurveLease, TheReadOnlyNoteAndTheLockedLineCarryTheReasonAndTheHelpersAdvice) {
     const std::string advice = "not-permitted: to join: sudo usermod -aG windlark $USER";
     struct Case {
         const char* name;
-        bool heartbeat;
+        bool heartbeat, writesEnabled;
         std::optional<std::string> remedy;
     };
     for (const Case& testCase :
-         {Case{"open", true, std::nullopt}, Case{"locked", false, std::nullopt},
-          Case{"turned away", false, advice}}) {
+         {Case{"open", true, true, std::nullopt}, Case{"locked", false, true, std::nullopt},
+          Case{"writes off", true, false, std::nullopt},
+          Case{"turned away", false, true, advice}}) {
         StoreRig rig = StoreRig::capable();
         rig.helper->health.hasHeartbeat = testCase.heartbeat;
+        rig.helper->health.fanWritesEnabled = testCase.writesEnabled;
         rig.helper->health.remedy = testCase.remedy;
         WindlarkStore& store = rig.makeInCurveMode(linearProfile());
-        store.refreshHelperHealth();
+        rig.tick();
+        EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt) << testCase.name;
         const FanWriteSafetyPlan plan = store.writeSafetyPlan();
         const std::optional<std::string> note = store.readOnlyHardwareNote();
         store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
-        if (testCase.heartbeat) {
+        rig.completeLeases();
+        if (testCase.heartbeat && testCase.writesEnabled) {
             EXPECT_EQ(note, std::nullopt) << testCase.name;
             continue;
         }
+        EXPECT_TRUE(rig.renewalTargets().empty()) << testCase.name;
         ASSERT_TRUE(note) << testCase.name;
         EXPECT_NE(note->find(plan.detail), std::string::npos) << *note;
         const std::string& line = store.hardwareProbeStatus().value_or("");

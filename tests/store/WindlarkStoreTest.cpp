@@ -1,7 +1,4 @@
-#include "fakes/FakeHwmonBus.h"
-#include "fakes/FixedFanHardwareController.h"
 #include "fakes/StoreRig.h"
-#include "hardware/HwmonFanHardwareController.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +7,7 @@ namespace {
 
 TEST(WindlarkStore, UnsupportedHardwareKeepsTheSystemInCharge) {
     StoreRig rig = StoreRig::capable();
-    rig.controller->capabilities =
-        FanHardwareCapabilities::make(0, std::nullopt, std::nullopt, std::nullopt, "none", {},
-                                      FanHardwareSupportStatus::unsupportedNoFan);
+    rig.controller->capabilities = StoreRig::unsupported();
     WindlarkStore& store = rig.makeInCurveMode();
     EXPECT_EQ(store.mode(), FanControlMode::system);
     EXPECT_EQ(store.menuBarStatusText(), "Fan");
@@ -270,49 +265,6 @@ TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 16); // those from 30 s on
     rig.tick(60.0);
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 0);
-}
-
-} // namespace
-} // namespace windlark
-
-namespace windlark {
-namespace {
-
-// A fan hub unplugged and plugged back while the store runs on this computer's monitors:
-// the store keeps ticking, the fan's reading is gone meanwhile, and it comes back.
-TEST(WindlarkStore, KeepsRunningWhileAFanChipLeavesAndReturns) {
-    StoreRig rig;
-    auto bus = std::make_shared<FakeHwmonBus>();
-    HwmonChip cpu{
-        "k10temp", "/sys/devices/pci0000:00/0000:00:18.3", "/sys/class/hwmon/hwmon1", {}, {}};
-    bus->addTemperature(cpu, "temp1", "Tctl", "52000");
-    HwmonChip board{
-        "nct6798", "/sys/devices/platform/nct6775.656", "/sys/class/hwmon/hwmon3", {}, {}};
-    bus->addFan(board, "fan2", "1175");
-    bus->chips = {board, cpu};
-    WindlarkStoreServices services = rig.services();
-    services.controller = std::make_shared<HwmonFanHardwareController>(
-        bus, std::make_unique<FixedFanHardwareController>(), rig.clock);
-    WindlarkStore store(std::move(services), {});
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 1);
-    EXPECT_EQ(store.snapshot().actualRPM, 1175.0);
-
-    const auto files = bus->files;
-    bus->files.erase("/sys/class/hwmon/hwmon3/fan2_input");
-    bus->chips = {cpu};
-    rig.tick(30.0);
-    store.refreshHardwareCapabilities(false);
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 0);
-    EXPECT_TRUE(store.snapshot().hasLiveTemperatureTelemetry);
-    EXPECT_EQ(store.thermalHistory().size(), 16U); // a reading every tick all the while
-
-    bus->files = files;
-    bus->files["/sys/class/hwmon/hwmon3/fan2_input"] = HwmonAttributeRead::text("990\n");
-    bus->chips = {board, cpu};
-    rig.tick(12.0);
-    store.refreshHardwareCapabilities(false);
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 1);
-    EXPECT_EQ(store.snapshot().actualRPM, 990.0);
 }
 
 } // namespace
