@@ -207,8 +207,9 @@ TEST(CurveGraphGeometry, ArrowStepsMoveByOneDegreeOrFiftyRPMWithinTheBounds) {
 }
 
 TEST(CurveGraphGeometry, TypedNumbersAcceptUnitsAndCommasButNothingElse) {
+    // "\302\260" is the degree sign in UTF-8.
     const std::pair<const char*, double> accepted[] = {
-        {"65", 65},     {" 65.5 ", 65.5}, {"65 C", 65},         {"65\xC2\xB0C", 65},
+        {"65", 65},     {" 65.5 ", 65.5}, {"65 C", 65},         {"65\302\260C", 65},
         {"-3c", -3},    {"+4", 4},        {"2100 RPM", 2100},   {"2100rpm", 2100},
         {"45,5", 45.5}, {"1,200", 1200},  {"12,500.5", 12500.5}};
     for (const auto& [text, value] : accepted) {
