@@ -181,54 +181,36 @@ TEST(WindlarkStore, ObserversHearOncePerActionWhatChangedAndNeverAfterCancelling
     EXPECT_EQ(heard.size(), 3U);
 }
 
-TEST(WindlarkStore, TheMenuBarShowsThePercentageWithinTheRangeElseTheSpeed) {
-    struct Case {
-        std::optional<double> minimum, maximum;
-        double actualRPM;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {1000.0, 7000.0, 3580.0, "43%"},
-        {1000.0, 7000.0, 9000.0, "100%"},
-        {1000.0, 1000.0, 1234.4, "1234 RPM"},
-        {std::nullopt, std::nullopt, 1234.5, "1235 RPM"},
-    };
-    for (const Case& c : cases) {
-        StoreRig rig;
-        rig.controller->capabilities =
-            FanHardwareCapabilities::make(1, c.minimum, c.maximum, 2000.0, "test");
-        rig.controller->actualRPM = c.actualRPM;
-        EXPECT_EQ(rig.make().menuBarStatusText(), c.expected);
-    }
-}
-
+// The menu bar shows the percentage within the range, else the speed.
 TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
     struct Case {
         const char* name;
         FanHardwareCapabilities capabilities;
         bool isHealthy;
-        const char* fan;
-        const char* range;
+        double actualRPM;
+        const char *menuBar, *fan, *range;
         bool detection, requirements, writeActions;
     };
     const Case cases[] = {
-        {"capable", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), true,
-         "4000 RPM", "1000 RPM - 7000 RPM", false, false, true},
+        {"capable", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), true, 3580.0,
+         "43%", "3580 RPM", "1000 RPM - 7000 RPM", false, false, true},
         {"helper missing", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), false,
-         "4000 RPM", "1000 RPM - 7000 RPM", false, true, false},
+         9000.0, "100%", "9000 RPM", "1000 RPM - 7000 RPM", false, true, false},
         {"no range", FanHardwareCapabilities::make(1, std::nullopt, std::nullopt, 2000.0, "test"),
-         true, "4000 RPM", "Unavailable", true, true, false},
-        {"unsupported", StoreRig::unsupported(), true, "No fan", "Unsupported", false, false,
-         false},
+         true, 1234.5, "1235 RPM", "1235 RPM", "Unavailable", true, true, false},
+        {"unsupported", StoreRig::unsupported(), true, 4000.0, "Fan", "No fan", "Unsupported",
+         false, false, false},
     };
     for (const Case& c : cases) {
         StoreRig rig;
         rig.controller->capabilities = c.capabilities;
+        rig.controller->actualRPM = c.actualRPM;
         if (c.isHealthy) {
             rig.helper->health = StoreRig::healthyHelper();
         }
         WindlarkStore& store =
             rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
+        EXPECT_EQ(store.menuBarStatusText(), c.menuBar) << c.name;
         EXPECT_EQ(store.fanReadingValueText(), c.fan) << c.name;
         EXPECT_EQ(store.curveTargetValueText(), "4000 RPM") << c.name;
         EXPECT_EQ(store.hardwareRangeText(), c.range) << c.name;
@@ -236,6 +218,11 @@ TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
         EXPECT_EQ(store.shouldShowWriteRequirementsAction(), c.requirements) << c.name;
         EXPECT_EQ(store.shouldShowWriteActions(), c.writeActions) << c.name;
     }
+    // A range without width is no range.
+    StoreRig flat;
+    flat.controller->capabilities = FanHardwareCapabilities::make(1, 1000.0, 1000.0, 2000.0, "x");
+    flat.controller->actualRPM = 1234.4;
+    EXPECT_EQ(flat.make().menuBarStatusText(), "1234 RPM");
 
     // Reading the capabilities again fits the axis only when asked to.
     StoreRig rig = StoreRig::capable();
