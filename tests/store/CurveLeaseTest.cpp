@@ -1,4 +1,5 @@
 #include "fakes/StoreRig.h"
+#include "text/L10n.h"
 
 #include <gtest/gtest.h>
 
@@ -191,6 +192,7 @@ TEST(CurveLease, AFanTheHelperHandedBackIsNamedOnceAMinuteAndTheRhythmHolds) {
              Case{"driver-refused: 16: hwmon2/pwm1 busy", std::nullopt},
              Case{"stalled", std::nullopt},
              Case{"stalledness: x", std::nullopt},
+             Case{"stalled:", std::nullopt},
          }) {
         EXPECT_EQ(leaseEndNotification(testCase.event), testCase.notification) << testCase.event;
     }
@@ -329,6 +331,8 @@ TEST(CurveEffectLabel, FollowsTheDistanceToTheTargetAndWhetherTheCurveDrives) {
     twoFans.helper->health.fanWritesEnabled = false;
     twoFans.store->refreshHelperHealth();
     EXPECT_EQ(twoFans.store->curveEffectLabel().rfind("Linked preview 43%: ", 0), 0U);
+    EXPECT_EQ(twoFans.store->fanReadingTitle(),
+              L10n::text(L10nKey::actualFans, AppLanguage::english));
 }
 
 } // namespace

@@ -212,6 +212,7 @@ TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
             rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
         EXPECT_EQ(store.menuBarStatusText(), c.menuBar) << c.name;
         EXPECT_EQ(store.fanReadingValueText(), c.fan) << c.name;
+        EXPECT_EQ(store.fanReadingDetailText(), c.capabilities.detailText()) << c.name;
         EXPECT_EQ(store.curveTargetValueText(), "4000 RPM") << c.name;
         EXPECT_EQ(store.hardwareRangeText(), c.range) << c.name;
         EXPECT_EQ(store.shouldShowHardwareDetectionActions(), c.detection) << c.name;
@@ -224,13 +225,23 @@ TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
     flat.controller->actualRPM = 1234.4;
     EXPECT_EQ(flat.make().menuBarStatusText(), "1234 RPM");
 
-    // Reading the capabilities again fits the axis only when asked to.
+    // Reading the capabilities again fits the axis only when asked to, and the offer to use
+    // the hardware's range lasts as long as the axis differs from it.
     StoreRig rig = StoreRig::capable();
     WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
     store.refreshHardwareCapabilities(false);
     EXPECT_EQ(store.profile().rpmAxis.maximum, 8000.0);
+    EXPECT_TRUE(store.shouldShowUseHardwareRangeAction());
     store.refreshHardwareCapabilities(true);
     EXPECT_EQ(store.profile().rpmAxis.maximum, 7000.0);
+    EXPECT_FALSE(store.shouldShowUseHardwareRangeAction());
+    // Half a range is no range to apply.
+    rig.controller->capabilities =
+        FanHardwareCapabilities::make(1, 500.0, std::nullopt, 2000.0, "x");
+    store.refreshHardwareCapabilities(false);
+    store.applyDetectedHardwareRange();
+    EXPECT_EQ(store.profile().rpmAxis.minimum, 1000.0);
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
 }
 
 TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
@@ -252,6 +263,11 @@ TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 16); // those from 30 s on
     rig.tick(60.0);
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 0);
+    // A preset brings its own temperature axis back, and the bins with it.
+    store.updateTemperatureAxis(40.0, 90.0);
+    EXPECT_EQ(store.visibleThermalDistribution().bins.front().lowerBound, 40.0);
+    store.setPreset(CurvePreset::quiet);
+    EXPECT_EQ(store.visibleThermalDistribution().bins.front().lowerBound, 30.0);
 }
 
 } // namespace
