@@ -119,7 +119,7 @@ TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
               fanlessRedrawn.at(0).at(0).toString());
 }
 
-TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndReused) {
+TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndAWindowIsNeverLost) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
     StatusBarController controller(*store, kNoTray, {});
@@ -139,11 +139,14 @@ TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndReused) {
     controller.showEditorWindow();
     EXPECT_EQ(controller.editorWindow(), editor);
     EXPECT_TRUE(editor->isVisible());
-    // The panel window stays where it is beside the editor.
+    // The panel window stays where it is beside the editor, and closing it only minimises it.
     EXPECT_TRUE(controller.panel()->isVisible());
+    controller.panel()->close();
+    EXPECT_TRUE(controller.panel()->isVisible());
+    EXPECT_TRUE(controller.panel()->isMinimized());
 }
 
-TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditorAndAWindowIsNeverLost) {
+TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditor) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
     StatusBarController controller(*store, kX11Tray, {});
@@ -161,12 +164,6 @@ TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditorAndAWindowIsNeverLos
     EXPECT_TRUE(panel.isVisible());
     controller.showEditorWindow();
     EXPECT_FALSE(panel.isVisible());
-
-    // With nothing in a tray, closing the panel window only minimises it.
-    StatusBarController windowed(*store, kNoTray, {});
-    windowed.panel()->close();
-    EXPECT_TRUE(windowed.panel()->isVisible());
-    EXPECT_TRUE(windowed.panel()->isMinimized());
 }
 
 } // namespace
