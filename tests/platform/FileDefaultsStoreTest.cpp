@@ -5,8 +5,10 @@
 #include "platform/DefaultsStoreFactory.h"
 
 #include <chrono>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace windlark {
@@ -74,6 +76,17 @@ TEST(FileDefaultsStore, ValuesSurviveAReopenAndEverySaveReplacesTheFile) {
         EXPECT_EQ(reopened.data("data." + std::to_string(i)), values[i]) << i;
     }
     EXPECT_EQ(reopened.string("text"), "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    // A save that cannot be written in full replaces nothing.
+    struct rlimit limit {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{64, limit.rlim_max};
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN); // a failed write, not a kill
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    store.setString("long", std::string(4096, 'x'));
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, previousHandler);
+    EXPECT_EQ(reopened.string("text"), "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    EXPECT_FALSE(FileDefaultsStore(file).string("long").has_value());
     // No temporary files are left behind.
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()),
               1);

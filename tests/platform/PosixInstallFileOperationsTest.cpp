@@ -3,9 +3,11 @@
 #include "PlatformFiles.h"
 #include "fakes/FakeInstallWorkspace.h"
 #include "fakes/ScratchDirectory.h"
+#include "platform/posix/PosixInstallWorkspace.h"
 #include "shell/ApplicationInstallLocationGuard.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace windlark {
 namespace {
@@ -89,6 +91,19 @@ TEST_F(PosixInstallTest, ReportsRealFileSystemErrors) {
     EXPECT_NO_THROW(trashed = files.moveToTrash(longName.string()));
     EXPECT_TRUE(trashed.has_value());
     EXPECT_TRUE(fs::exists(longName));
+
+    const std::optional<std::string> copied =
+        files.copy((scratch.path() / "absent.app").string(), (scratch.path() / "copy").string());
+    EXPECT_NE(copied.value_or("").find("No such file or directory"), std::string::npos)
+        << copied.value_or("");
+}
+
+TEST(PosixInstallWorkspace, LaunchesDetachedAndNamesWhatCouldNotStart) {
+    PosixInstallWorkspace workspace;
+    EXPECT_EQ(workspace.currentProcessIdentifier(), ::getpid());
+    EXPECT_EQ(workspace.launchDetached("/bin/true", {"ignored"}), std::nullopt);
+    EXPECT_EQ(workspace.launchDetached("/nonexistent/open", {}),
+              "No such file or directory: /nonexistent/open");
 }
 
 } // namespace
