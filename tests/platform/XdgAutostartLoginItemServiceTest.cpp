@@ -71,7 +71,7 @@ TEST(XdgAutostartLoginItemService, QuotesTheExecAndChoosesTheFolderLikeTheDeskto
     EXPECT_EQ(Service::defaultAutostartDirectory(nullptr, nullptr), std::nullopt);
 }
 
-TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMadeOrWritten) {
+TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheEntryCannotBeWrittenOrRemoved) {
     const ScratchDirectory scratch;
     writeFile(scratch.path() / "config", "a file where a folder should be");
     const auto locked = scratch.path() / "locked";
@@ -88,6 +88,12 @@ TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMa
         EXPECT_EQ(controller.setEnabled(true), LoginItemError{error}) << folder;
         EXPECT_EQ(controller.status(), LoginItemStatus::disabled) << folder;
     }
+    // An entry that cannot be removed (a folder in its place) is reported as well.
+    const auto stuck = scratch.path() / "stuck";
+    std::filesystem::create_directories(stuck / "windlark-mac.desktop" / "inside");
+    SystemLoginItemController controller(
+        std::make_shared<XdgAutostartLoginItemService>(stuck, "/usr/bin/windlark-mac"));
+    EXPECT_EQ(controller.setEnabled(false), LoginItemError{"Directory not empty"});
 }
 
 } // namespace
