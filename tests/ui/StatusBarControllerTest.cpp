@@ -4,6 +4,7 @@
 #include "text/L10n.h"
 #include "ui/MenuBarPanelView.h"
 #include "ui/QtText.h"
+#include "ui/StatusItemPicture.h"
 
 #include <QAction>
 #include <QMenu>
@@ -80,6 +81,18 @@ TEST(StatusBarController, ItemWidthFollowsItsText) {
     }
 }
 
+TEST(StatusItemPicture, TrayReadingShortensSpeedsAndLeavesWordsOut) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"43%", "43%"},      {" 950 RPM", "950"},  {"1234 RPM", "1.2k"}, {"9949 RPM", "9.9k"},
+        {"9950 RPM", "10k"}, {"12345 RPM", "12k"}, {"-- RPM", "--"},     {"inf RPM", "--"},
+        {"1e999 RPM", "--"}, {"Fan", ""}};
+    for (const auto& [statusText, reading] : cases) {
+        EXPECT_EQ(StatusItemPicture::trayReading(QString::fromUtf8(statusText)),
+                  QString::fromUtf8(reading))
+            << statusText;
+    }
+}
+
 TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
@@ -117,6 +130,7 @@ TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
               toQString(L10n::text(L10nKey::fan, AppLanguage::spanish)));
     EXPECT_EQ(fanlessController.itemMenu()->actions().at(0)->text(),
               fanlessRedrawn.at(0).at(0).toString());
+    EXPECT_FALSE(fanlessController.itemMenu()->actions().at(0)->isEnabled()); // a reading only
 }
 
 TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndAWindowIsNeverLost) {
