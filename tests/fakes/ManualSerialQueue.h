@@ -17,22 +17,19 @@ public:
         tasks_.push_back(std::move(task));
     }
 
-    // Runs the oldest waiting task; false when there is none.
-    bool runNext() {
-        Task task;
-        {
-            const std::scoped_lock lock(mutex_);
-            if (tasks_.empty()) {
-                return false;
-            }
-            task = std::move(tasks_.front());
-            tasks_.pop_front();
-        }
-        task();
-        return true;
-    }
+    // Runs the waiting tasks, oldest first, and those they queue in turn.
     void runAll() {
-        while (runNext()) {
+        while (true) {
+            Task task;
+            {
+                const std::scoped_lock lock(mutex_);
+                if (tasks_.empty()) {
+                    return;
+                }
+                task = std::move(tasks_.front());
+                tasks_.pop_front();
+            }
+            task();
         }
     }
     [[nodiscard]] std::size_t waitingCount() const {

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "fakes/ManualClock.h"
-#include "fakes/ManualMainLoop.h"
-#include "fakes/ManualSerialQueue.h"
+#include "fakes/StoreRig.h"
 #include "hardware/HardwareDiagnostics.h"
 #include "hardware/HardwareEnvironment.h"
 #include "hardware/SimulatedMachine.h"
 #include "helper/BundledPrivilegedHelperClient.h"
 #include "helper/SimulatedHelper.h"
 #include "shell/AppUpdateChecking.h"
-#include "shell/LoginItemControlling.h"
 #include "store/WindlarkStore.h"
 
 #include <memory>
@@ -39,17 +36,6 @@ public:
         {"name": "NAND CH0 temp", "temperatureC": 38}
       ]
     })";
-
-    // A login item that is off and switches as asked.
-    class LoginItem final : public LoginItemControlling {
-    public:
-        LoginItemStatus current = LoginItemStatus::disabled;
-        [[nodiscard]] LoginItemStatus status() const override { return current; }
-        std::optional<LoginItemError> setEnabled(bool isEnabled) override {
-            current = isEnabled ? LoginItemStatus::enabled : LoginItemStatus::disabled;
-            return std::nullopt;
-        }
-    };
 
     // An update check that finds this version current, answering on the next loop turn.
     class UpdateChecker final : public AppUpdateChecking {
@@ -87,7 +73,7 @@ public:
     std::shared_ptr<ManualMainLoop> mainLoop; // absent on a real main loop
     std::shared_ptr<ManualSerialQueue> leaseQueue = std::make_shared<ManualSerialQueue>();
     std::shared_ptr<ManualSerialQueue> backgroundQueue = std::make_shared<ManualSerialQueue>();
-    std::shared_ptr<LoginItem> loginItem = std::make_shared<LoginItem>();
+    std::shared_ptr<FakeLoginItems> loginItem = std::make_shared<FakeLoginItems>();
     std::shared_ptr<SimulatedMachine> machine;
     std::unique_ptr<WindlarkStore> store;
 

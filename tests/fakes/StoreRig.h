@@ -134,6 +134,10 @@ struct StoreRig {
         leaseQueue->runAll();
         loop->runPending();
     }
+    void tickAndAnswer(double seconds = WindlarkStore::snapshotRefreshInterval) {
+        tick(seconds);
+        completeLeases();
+    }
     [[nodiscard]] std::vector<double> renewalTargets() const {
         std::vector<double> targets;
         for (const auto& lease : helper->leases) {

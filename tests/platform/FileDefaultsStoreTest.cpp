@@ -1,34 +1,20 @@
 #include "platform/posix/FileDefaultsStore.h"
 
+#include "PlatformFiles.h"
 #include "fakes/ScratchDirectory.h"
 #include "platform/DefaultsStoreFactory.h"
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <csignal>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <optional>
 #include <sstream>
-#include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <vector>
 
 namespace windlark {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string readFile(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const fs::path& path, const std::string& contents) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << contents;
-}
 
 TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
     struct Case {
@@ -48,23 +34,16 @@ TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
 
     // The standard store follows the variables of this process.
     ScratchDirectory scratch;
-    std::optional<std::string> saved[2];
-    const char* names[2] = {"XDG_CONFIG_HOME", "HOME"};
-    for (int i : {0, 1}) {
-        const char* value = std::getenv(names[i]);
-        saved[i] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+    const ScopedVariable home("HOME", (scratch.path() / "home").c_str());
+    {
+        const ScopedVariable config("XDG_CONFIG_HOME", scratch.path().c_str());
+        makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
+        EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
+        EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
     }
-    ::setenv("XDG_CONFIG_HOME", scratch.path().c_str(), 1);
-    makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ja");
-    EXPECT_EQ(makeStandardDefaultsStore()->string("WindlarkMac.language.v1"), "ja");
-    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "windlark-mac" / "defaults.json"));
-    ::unsetenv("XDG_CONFIG_HOME");
-    ::setenv("HOME", (scratch.path() / "home").c_str(), 1);
+    const ScopedVariable config("XDG_CONFIG_HOME", nullptr);
     makeStandardDefaultsStore()->setString("WindlarkMac.language.v1", "ko");
     EXPECT_TRUE(fs::is_regular_file(scratch.path() / "home/.config/windlark-mac/defaults.json"));
-    for (int i : {0, 1}) {
-        saved[i] ? ::setenv(names[i], saved[i]->c_str(), 1) : ::unsetenv(names[i]);
-    }
 }
 
 TEST(FileDefaultsStore, ValuesSurviveAReopenAndEverySaveReplacesTheFile) {
@@ -97,6 +76,17 @@ TEST(FileDefaultsStore, ValuesSurviveAReopenAndEverySaveReplacesTheFile) {
         EXPECT_EQ(reopened.data("data." + std::to_string(i)), values[i]) << i;
     }
     EXPECT_EQ(reopened.string("text"), "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    // A save that cannot be written in full replaces nothing.
+    struct rlimit limit {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{64, limit.rlim_max};
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN); // a failed write, not a kill
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    store.setString("long", std::string(4096, 'x'));
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, previousHandler);
+    EXPECT_EQ(reopened.string("text"), "zh-Hans \xE4\xB8\xAD \"quoted\"");
+    EXPECT_FALSE(FileDefaultsStore(file).string("long").has_value());
     // No temporary files are left behind.
     EXPECT_EQ(std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator()),
               1);
@@ -178,25 +168,29 @@ TEST(FileDefaultsStore, AFileThatCannotBeReadIsMovedAsideNeverOverwritten) {
         << "one key per line, each value compact";
 }
 
-TEST(FileDefaultsStore, ASymbolicLinkIsSavedThroughAndStaysALink) {
+// A link is saved through and stays a link; a relative path is the working folder's; a
+// location that cannot be made loses the write and says so.
+TEST(FileDefaultsStore, LinksRelativePathsAndUnwritableLocations) {
     ScratchDirectory scratch;
     const fs::path link = scratch.path() / "config" / "defaults.json";
-    const fs::path target = scratch.path() / "dotfiles" / "windlark.json";
     fs::create_directories(link.parent_path());
-    fs::create_directories(target.parent_path());
+    fs::create_directories(scratch.path() / "dotfiles");
     fs::create_symlink("../dotfiles/windlark.json", link); // dangling until the first save
     FileDefaultsStore store(link);
     store.setString("language", "de");
     store.setData("profile", {1, 2});
     EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_EQ(FileDefaultsStore(target).string("language"), "de");
+    EXPECT_EQ(FileDefaultsStore(scratch.path() / "dotfiles/windlark.json").string("language"),
+              "de");
     EXPECT_EQ(store.data("profile"), (DefaultsData{1, 2}));
-}
 
-TEST(FileDefaultsStore, UnwritableLocationsLoseTheWriteAndSaySo) {
-    ScratchDirectory scratch;
-    // A regular file where the folder should be: neither the folder nor the file can be made.
-    writeFile(scratch.path() / "blocked", "I am a file");
+    const fs::path previous = fs::current_path();
+    fs::current_path(scratch.path());
+    FileDefaultsStore("relative.json").setString("language", "ko");
+    fs::current_path(previous);
+    EXPECT_EQ(FileDefaultsStore(scratch.path() / "relative.json").string("language"), "ko");
+
+    writeFile(scratch.path() / "blocked", "I am a file"); // where the folder should be
     std::ostringstream diagnostics;
     FileDefaultsStore blocked(scratch.path() / "blocked" / "windlark-mac" / "defaults.json",
                               diagnostics);
@@ -204,17 +198,6 @@ TEST(FileDefaultsStore, UnwritableLocationsLoseTheWriteAndSaySo) {
     EXPECT_FALSE(blocked.string("language").has_value());
     EXPECT_EQ(readFile(scratch.path() / "blocked"), "I am a file");
     EXPECT_NE(diagnostics.str().find("cannot be written"), std::string::npos);
-}
-
-TEST(FileDefaultsStore, ARelativePathIsTakenFromTheWorkingFolder) {
-    ScratchDirectory scratch;
-    const fs::path previous = fs::current_path();
-    fs::current_path(scratch.path());
-    FileDefaultsStore store("defaults.json");
-    store.setString("language", "ko");
-    EXPECT_EQ(store.string("language"), "ko");
-    EXPECT_TRUE(fs::is_regular_file(scratch.path() / "defaults.json"));
-    fs::current_path(previous);
 }
 
 } // namespace

@@ -1,12 +1,11 @@
 #include "platform/HardwarePlatform.h"
 
+#include "PlatformFiles.h"
 #include "fakes/ScratchDirectory.h"
 #include "hardware/HardwareDiagnostics.h"
 #include "platform/HelperPlatform.h"
 #include "platform/posix/BoundedFile.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
@@ -21,11 +20,11 @@ TEST(BoundedFile, ReadsOnlyRegularFilesUpToTheLimitAndSaysWhy) {
     const fs::path fifo = scratch.path() / "fifo";
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     const fs::path exact = scratch.path() / "exact";
-    std::ofstream(exact) << "1234";
     const fs::path over = scratch.path() / "over";
-    std::ofstream(over) << "12345";
     const fs::path huge = scratch.path() / "huge";
-    std::ofstream(huge).close();
+    writeFile(exact, "1234");
+    writeFile(over, "12345");
+    writeFile(huge, "");
     fs::resize_file(huge, 100'000'000); // sparse: a 100 MB file that costs no disk
 
     const struct {
@@ -59,9 +58,11 @@ TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
     fs::copy_file("examples/machines/mac-mini-one-fan.json", machine);
     std::ostringstream diagnostics;
     // The variable names the file; without it (or a machine in it) the real, empty one.
-    ::setenv(HardwarePlatform::simulatedMachineVariable, machine.c_str(), 1);
-    EXPECT_TRUE(HardwarePlatform::makeHardwareEnvironment(diagnostics).simulatedMachine);
-    ::unsetenv(HardwarePlatform::simulatedMachineVariable);
+    {
+        const ScopedVariable named(HardwarePlatform::simulatedMachineVariable, machine.c_str());
+        EXPECT_TRUE(HardwarePlatform::makeHardwareEnvironment(diagnostics).simulatedMachine);
+    }
+    const ScopedVariable unnamed(HardwarePlatform::simulatedMachineVariable, nullptr);
     const auto real = HardwarePlatform::makeHardwareEnvironment(diagnostics);
     EXPECT_FALSE(real.simulatedMachine);
     EXPECT_EQ(HardwareDiagnostics::printHardwareReport(real, {}).front(), "fanCount=0");
@@ -78,18 +79,20 @@ TEST(HardwarePlatform, SimulatedMachineFileIsUsedOrReported) {
     std::ostringstream out;
     EXPECT_EQ(runHelperCommand(DiagnosticCommand::helperPreflight, {}, out), 0);
     EXPECT_NE(out.str().find("\nhelperHeartbeat=true\n"), std::string::npos) << out.str();
-    // A delta from the environment contradicts the target: nothing is sent.
-    ::setenv("WINDLARK_SMC_TARGET_DELTA", "1", 1);
-    EXPECT_EQ(
-        runHelperCommand(DiagnosticCommand::xpcManualTargetHold, {"--target-rpm", "2400"}, out), 2);
-    ::unsetenv("WINDLARK_SMC_TARGET_DELTA");
+    {
+        // A delta from the environment contradicts the target: nothing is sent.
+        const ScopedVariable delta("WINDLARK_SMC_TARGET_DELTA", "1");
+        EXPECT_EQ(
+            runHelperCommand(DiagnosticCommand::xpcManualTargetHold, {"--target-rpm", "2400"}, out),
+            2);
+    }
     out.str("");
     EXPECT_EQ(runHelperCommand(DiagnosticCommand::printHardware, {}, out), 0);
     EXPECT_EQ(out.str(), "");
     EXPECT_EQ(diagnostics.str(), "");
 
     const fs::path broken = scratch.path() / "broken.json";
-    std::ofstream(broken) << R"({"smc": {"FNum": 1}})";
+    writeFile(broken, R"({"smc": {"FNum": 1}})");
     for (const std::string& path : {broken.string(), std::string("/dev/zero")}) {
         std::ostringstream errors;
         const auto fallback = HardwarePlatform::makeHardwareEnvironment(path, errors);

@@ -21,18 +21,15 @@ LocalePreferredLanguages sourceOver(const Environment& environment) {
 }
 
 TEST(LocalePreferredLanguages, LocaleNamesBecomeLanguageTags) {
-    struct Case {
-        const char* localeName;
-        std::optional<std::string> tag;
-    };
-    const std::vector<Case> cases = {
+    const std::pair<const char*, const char*> tags[] = {
         {"ko_KR.UTF-8", "ko-KR"},      {"ja_JP", "ja-JP"},       {"en_US.utf8", "en-US"},
         {"de_DE.UTF-8@euro", "de-DE"}, {"sr_RS@latin", "sr-RS"}, {"es", "es"},
-        {"zh_Hans_CN", "zh-Hans-CN"},  {"C", std::nullopt},      {"C.UTF-8", std::nullopt},
-        {"POSIX", std::nullopt},       {"", std::nullopt},       {".UTF-8", std::nullopt},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(LocalePreferredLanguages::languageTag(c.localeName), c.tag) << c.localeName;
+        {"zh_Hans_CN", "zh-Hans-CN"}};
+    for (const auto& [localeName, tag] : tags) {
+        EXPECT_EQ(LocalePreferredLanguages::languageTag(localeName), tag) << localeName;
+    }
+    for (const char* localeName : {"C", "C.UTF-8", "POSIX", "", ".UTF-8"}) {
+        EXPECT_EQ(LocalePreferredLanguages::languageTag(localeName), std::nullopt) << localeName;
     }
 }
 

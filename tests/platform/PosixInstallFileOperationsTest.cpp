@@ -1,30 +1,23 @@
 #include "platform/posix/PosixInstallFileOperations.h"
 
+#include "PlatformFiles.h"
 #include "fakes/FakeInstallWorkspace.h"
 #include "fakes/ScratchDirectory.h"
+#include "platform/posix/PosixInstallWorkspace.h"
 #include "shell/ApplicationInstallLocationGuard.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
+#include <unistd.h>
 
 namespace windlark {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string readFile(const fs::path& path) {
-    std::ifstream stream(path);
-    std::ostringstream contents;
-    contents << stream.rdbuf();
-    return contents.str();
-}
-
 void makeBundle(const fs::path& bundle, const std::string& version) {
-    fs::create_directories(bundle / "Contents" / "MacOS");
     fs::create_directories(bundle / "Contents" / "Frameworks" / "Kit.framework" / "Versions" / "A");
-    std::ofstream(bundle / "Contents" / "Info.plist") << version;
-    std::ofstream(bundle / "Contents" / "MacOS" / "Windlark Mac") << "binary " << version;
+    writeFile(bundle / "Contents" / "Info.plist", version);
+    writeFile(bundle / "Contents" / "MacOS" / "Windlark Mac", "binary " + version);
     fs::create_symlink("A", bundle / "Contents" / "Frameworks" / "Kit.framework" / "Versions" /
                                 "Current");
 }
@@ -93,11 +86,24 @@ TEST_F(PosixInstallTest, ReportsRealFileSystemErrors) {
     // A name that fits the folder but not the Trash's ".trashinfo" beside it: an error,
     // not an exception, and the item stays where it was.
     const fs::path longName = scratch.path() / std::string(250, 'w');
-    std::ofstream(longName) << "x";
+    writeFile(longName, "x");
     std::optional<std::string> trashed;
     EXPECT_NO_THROW(trashed = files.moveToTrash(longName.string()));
     EXPECT_TRUE(trashed.has_value());
     EXPECT_TRUE(fs::exists(longName));
+
+    const std::optional<std::string> copied =
+        files.copy((scratch.path() / "absent.app").string(), (scratch.path() / "copy").string());
+    EXPECT_NE(copied.value_or("").find("No such file or directory"), std::string::npos)
+        << copied.value_or("");
+}
+
+TEST(PosixInstallWorkspace, LaunchesDetachedAndNamesWhatCouldNotStart) {
+    PosixInstallWorkspace workspace;
+    EXPECT_EQ(workspace.currentProcessIdentifier(), ::getpid());
+    EXPECT_EQ(workspace.launchDetached("/bin/true", {"ignored"}), std::nullopt);
+    EXPECT_EQ(workspace.launchDetached("/nonexistent/open", {}),
+              "No such file or directory: /nonexistent/open");
 }
 
 } // namespace

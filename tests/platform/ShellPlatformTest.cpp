@@ -1,5 +1,6 @@
 #include "platform/ShellPlatform.h"
 
+#include "PlatformFiles.h"
 #include "fakes/ManualMainLoop.h"
 #include "fakes/ScratchDirectory.h"
 #include "platform/BuildVersion.h"
@@ -7,41 +8,27 @@
 #include "shell/AppUpdateChecker.h"
 #include "shell/ApplicationInstallLocationGuard.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 
 namespace windlark {
 namespace {
 
-TEST(ShellPlatform, EnvironmentSnapshotKeepsEmptyValues) {
-    ::setenv("WINDLARK_SHELL_PLATFORM_TEST", "", 1);
-    ::setenv("WINDLARK_SHELL_PLATFORM_TEST_2", "a=b", 1);
+TEST(ShellPlatform, EnvironmentTrashAndLanguagesComeFromTheProcess) {
+    const ScratchDirectory scratch;
+    const ScopedVariable empty("WINDLARK_SHELL_PLATFORM_TEST", "");
+    const ScopedVariable pair("WINDLARK_SHELL_PLATFORM_TEST_2", "a=b");
+    const ScopedVariable data("XDG_DATA_HOME", (scratch.path() / "data").c_str());
+    const ScopedVariable language("LANGUAGE", "ko_KR");
     const ProcessEnvironment environment = ShellPlatform::currentEnvironment();
     EXPECT_EQ(environmentValue(environment, "WINDLARK_SHELL_PLATFORM_TEST"), "");
     EXPECT_EQ(environmentValue(environment, "WINDLARK_SHELL_PLATFORM_TEST_2"), "a=b");
-    ::unsetenv("WINDLARK_SHELL_PLATFORM_TEST");
-    ::unsetenv("WINDLARK_SHELL_PLATFORM_TEST_2");
-}
 
-TEST(ShellPlatform, TrashFollowsXdgDataHomeAndLanguagesTheLocale) {
-    const ScratchDirectory scratch;
-    const char* previous[2] = {std::getenv("XDG_DATA_HOME"), std::getenv("LANGUAGE")};
-    const std::optional<std::string> saved[2] = {
-        previous[0] ? std::optional<std::string>(previous[0]) : std::nullopt,
-        previous[1] ? std::optional<std::string>(previous[1]) : std::nullopt};
-    ::setenv("XDG_DATA_HOME", (scratch.path() / "data").c_str(), 1);
-    ::setenv("LANGUAGE", "ko_KR", 1);
-    const auto item = scratch.path() / "old.app";
-    std::ofstream(item) << "old";
-    EXPECT_EQ(ShellPlatform::makeInstallFileOperations()->moveToTrash(item.string()), std::nullopt);
+    writeFile(scratch.path() / "old.app", "old");
+    EXPECT_EQ(ShellPlatform::makeInstallFileOperations()->moveToTrash(
+                  (scratch.path() / "old.app").string()),
+              std::nullopt);
     EXPECT_TRUE(std::filesystem::exists(scratch.path() / "data/Trash/files/old.app"));
     EXPECT_EQ(makePreferredLanguagesSource()->preferredLanguages().front(), "ko-KR");
-    const char* names[2] = {"XDG_DATA_HOME", "LANGUAGE"};
-    for (int i : {0, 1}) {
-        saved[i] ? ::setenv(names[i], saved[i]->c_str(), 1) : ::unsetenv(names[i]);
-    }
 }
 
 TEST(ShellPlatform, OnLinuxTheGuardNeverTakesOverAndTheVersionComesFromTheBuild) {

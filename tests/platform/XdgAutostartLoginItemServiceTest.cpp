@@ -1,32 +1,15 @@
 #include "platform/linux/XdgAutostartLoginItemService.h"
 
+#include "PlatformFiles.h"
 #include "fakes/ScratchDirectory.h"
 #include "shell/SystemLoginItemController.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <memory>
-#include <sstream>
-#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
-#include <vector>
 
 namespace windlark {
 namespace {
-
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream stream(path);
-    std::ostringstream contents;
-    contents << stream.rdbuf();
-    return contents.str();
-}
-
-void writeFile(const std::filesystem::path& path, const std::string& contents) {
-    std::ofstream(path) << contents;
-}
 
 TEST(XdgAutostartLoginItemService, EnablesDisablesAndHonoursHiddenEntries) {
     const ScratchDirectory scratch;
@@ -76,15 +59,10 @@ TEST(XdgAutostartLoginItemService, ReadsHiddenOnlyFromTheMainGroup) {
     }
 }
 
-TEST(XdgAutostartLoginItemService, QuotesTheExecutablePathForTheExecKey) {
-    EXPECT_EQ(XdgAutostartLoginItemService::execValue("/usr/bin/windlark-mac"),
-              "\"/usr/bin/windlark-mac\"");
-    EXPECT_EQ(XdgAutostartLoginItemService::execValue("/home/a b/100%/$x`\"q\"\\"),
-              R"("/home/a b/100%%/\\$x\\`\\"q\\"\\\\")");
-}
-
-TEST(XdgAutostartLoginItemService, ChoosesTheAutostartFolderLikeTheDesktopDoes) {
+TEST(XdgAutostartLoginItemService, QuotesTheExecAndChoosesTheFolderLikeTheDesktopDoes) {
     using Service = XdgAutostartLoginItemService;
+    EXPECT_EQ(Service::execValue("/home/a b/100%/$x`\"q\"\\"),
+              R"("/home/a b/100%%/\\$x\\`\\"q\\"\\\\")");
     EXPECT_EQ(Service::defaultAutostartDirectory("/x/config", "/home/u"), "/x/config/autostart");
     EXPECT_EQ(Service::defaultAutostartDirectory("relative", "/home/u"),
               "/home/u/.config/autostart");
@@ -93,7 +71,7 @@ TEST(XdgAutostartLoginItemService, ChoosesTheAutostartFolderLikeTheDesktopDoes) 
     EXPECT_EQ(Service::defaultAutostartDirectory(nullptr, nullptr), std::nullopt);
 }
 
-TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMadeOrWritten) {
+TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheEntryCannotBeWrittenOrRemoved) {
     const ScratchDirectory scratch;
     writeFile(scratch.path() / "config", "a file where a folder should be");
     const auto locked = scratch.path() / "locked";
@@ -110,6 +88,12 @@ TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheFolderCannotBeMa
         EXPECT_EQ(controller.setEnabled(true), LoginItemError{error}) << folder;
         EXPECT_EQ(controller.status(), LoginItemStatus::disabled) << folder;
     }
+    // An entry that cannot be removed (a folder in its place) is reported as well.
+    const auto stuck = scratch.path() / "stuck";
+    std::filesystem::create_directories(stuck / "windlark-mac.desktop" / "inside");
+    SystemLoginItemController controller(
+        std::make_shared<XdgAutostartLoginItemService>(stuck, "/usr/bin/windlark-mac"));
+    EXPECT_EQ(controller.setEnabled(false), LoginItemError{"Directory not empty"});
 }
 
 } // namespace

@@ -98,41 +98,33 @@ TEST(CurveGraphGeometry, FanOffBandRunsFromTheAxisStartToTheThreshold) {
     EXPECT_EQ(g.fanOffBand(profile), (GraphRect{88, 34, g.x(45) - 88, 724}));
 }
 
+std::vector<double> values(const std::vector<GraphAxisTick>& ticks) {
+    std::vector<double> result;
+    for (const GraphAxisTick& tick : ticks) {
+        result.push_back(tick.value);
+    }
+    return result;
+}
+
 TEST(CurveGraphGeometry, TicksAreRoundValuesOnTheAxis) {
     const CurveGraphGeometry g = geometry(1280, 820);
-    std::vector<double> temperatures;
+    EXPECT_EQ(values(g.temperatureTicks()), (std::vector<double>{30, 40, 50, 60, 70, 80, 90, 100}));
+    EXPECT_EQ(values(g.rpmTicks()), (std::vector<double>{2000, 3000, 4000, 5000, 6000}));
     for (const GraphAxisTick& tick : g.temperatureTicks()) {
-        temperatures.push_back(tick.value);
         EXPECT_DOUBLE_EQ(tick.position, g.x(tick.value));
     }
-    EXPECT_EQ(temperatures, (std::vector<double>{30, 40, 50, 60, 70, 80, 90, 100}));
-    std::vector<double> speeds;
     for (const GraphAxisTick& tick : g.rpmTicks()) {
-        speeds.push_back(tick.value);
         EXPECT_DOUBLE_EQ(tick.position, g.y(tick.value));
     }
-    EXPECT_EQ(speeds, (std::vector<double>{2000, 3000, 4000, 5000, 6000}));
-
     // Narrow and enormous axes stay readable: steps of 2 and 5, never more than 9 ticks.
     WindlarkProfile narrow = kBalanced;
-    narrow.temperatureAxis.minimum = 41;
-    narrow.temperatureAxis.maximum = 55;
-    std::vector<double> narrowValues;
-    for (const GraphAxisTick& tick : geometry(1280, 820, narrow).temperatureTicks()) {
-        narrowValues.push_back(tick.value);
-    }
-    EXPECT_EQ(narrowValues, (std::vector<double>{42, 44, 46, 48, 50, 52, 54}));
-    WindlarkProfile shortAxis = kBalanced;
-    shortAxis.rpmAxis.minimum = 1200;
-    shortAxis.rpmAxis.maximum = 2200;
-    std::vector<double> shortValues;
-    for (const GraphAxisTick& tick : geometry(1280, 820, shortAxis).rpmTicks()) {
-        shortValues.push_back(tick.value);
-    }
-    EXPECT_EQ(shortValues, (std::vector<double>{1200, 1400, 1600, 1800, 2000, 2200}));
+    narrow.temperatureAxis = {"", "", 41, 55};
+    narrow.rpmAxis = {"", "", 1200, 2200};
+    const CurveGraphGeometry n = geometry(1280, 820, narrow);
+    EXPECT_EQ(values(n.temperatureTicks()), (std::vector<double>{42, 44, 46, 48, 50, 52, 54}));
+    EXPECT_EQ(values(n.rpmTicks()), (std::vector<double>{1200, 1400, 1600, 1800, 2000, 2200}));
     WindlarkProfile huge = kBalanced;
-    huge.rpmAxis.minimum = -1e9;
-    huge.rpmAxis.maximum = 1e9;
+    huge.rpmAxis = {"", "", -1e9, 1e9};
     EXPECT_LE(geometry(1280, 820, huge).rpmTicks().size(), 7U);
 }
 
@@ -215,35 +207,16 @@ TEST(CurveGraphGeometry, ArrowStepsMoveByOneDegreeOrFiftyRPMWithinTheBounds) {
 }
 
 TEST(CurveGraphGeometry, TypedNumbersAcceptUnitsAndCommasButNothingElse) {
-    struct Case {
-        const char* text;
-        std::optional<double> expected;
-    };
-    const Case cases[] = {
-        {"65", 65},
-        {" 65.5 ", 65.5},
-        {"65 C", 65},
-        {"65\xC2\xB0"
-         "C",
-         65},
-        {"-3c", -3},
-        {"+4", 4},
-        {"2100 RPM", 2100},
-        {"2100rpm", 2100},
-        {"45,5", 45.5},
-        {"1,200", 1200},
-        {"12,500.5", 12500.5},
-        {"", std::nullopt},
-        {"abc", std::nullopt},
-        {"65 F", std::nullopt},
-        {"6 5", std::nullopt},
-        {"inf", std::nullopt},
-        {"nan", std::nullopt},
-        {"1e400", std::nullopt},
-        {"C", std::nullopt},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(parseTypedNumber(c.text), c.expected) << c.text;
+    // "\302\260" is the degree sign in UTF-8.
+    const std::pair<const char*, double> accepted[] = {
+        {"65", 65},     {" 65.5 ", 65.5}, {"65 C", 65},         {"65\302\260C", 65},
+        {"-3c", -3},    {"+4", 4},        {"2100 RPM", 2100},   {"2100rpm", 2100},
+        {"45,5", 45.5}, {"1,200", 1200},  {"12,500.5", 12500.5}};
+    for (const auto& [text, value] : accepted) {
+        EXPECT_EQ(parseTypedNumber(text), value) << text;
+    }
+    for (const char* text : {"", "abc", "65 F", "6 5", "inf", "nan", "1e400", "C"}) {
+        EXPECT_EQ(parseTypedNumber(text), std::nullopt) << text;
     }
 }
 

@@ -1,107 +1,95 @@
 #include "fakes/StoreRig.h"
+#include "text/L10n.h"
 
 #include <gtest/gtest.h>
 
 namespace windlark {
 namespace {
 
-TEST(CurveLease, RenewsOnTheFirstTickAtOrAfterFiveSecondsAtASteadyTemperature) {
+TEST(CurveLease, RenewsEveryFiveSecondsOrAtOnceWhenTheTargetMovesBySeventyFiveRPM) {
     StoreRig rig = StoreRig::capable();
     rig.makeInCurveMode(linearProfile());
     std::vector<std::size_t> sentBy;
     for (int tick = 0; tick <= 6; ++tick) {
-        if (tick > 0) {
-            rig.tick();
-        }
-        rig.completeLeases();
+        rig.tickAndAnswer(tick == 0 ? 0.0 : WindlarkStore::snapshotRefreshInterval);
         sentBy.push_back(rig.renewalTargets().size());
     }
     // Ticks at 0, 2, 4, 6, 8, 10, 12 s.
     EXPECT_EQ(sentBy, (std::vector<std::size_t>{1, 1, 1, 2, 2, 2, 3}));
     EXPECT_EQ(rig.helper->leases.back().seconds, WindlarkStore::curveLeaseDurationSeconds);
     EXPECT_EQ(rig.renewalTargets().front(), 4000.0);
-}
 
-TEST(CurveLease, ATargetMoveOfSeventyFiveRPMRenewsEarly) {
     // 100 RPM per degree: 0.75 C moves the target by exactly 75 RPM.
     for (const auto& [temperatureC, expected] :
          std::vector<std::pair<double, std::size_t>>{{60.75, 2}, {60.749, 1}, {59.25, 2}}) {
-        StoreRig rig = StoreRig::capable();
-        rig.makeInCurveMode(linearProfile());
-        rig.completeLeases();
-        rig.controller->temperatureC = temperatureC;
-        rig.tick();
-        rig.completeLeases();
-        EXPECT_EQ(rig.renewalTargets().size(), expected) << temperatureC;
+        StoreRig moved = StoreRig::capable();
+        moved.makeInCurveMode(linearProfile());
+        moved.completeLeases();
+        moved.controller->temperatureC = temperatureC;
+        moved.tickAndAnswer();
+        EXPECT_EQ(moved.renewalTargets().size(), expected) << temperatureC;
     }
 }
 
-TEST(CurveLease, AtTheSafetyLimitTheLeaseAsksForTheAxisMaximumEvenInsideTheFanOffRange) {
+// 100 RPM per degree from 30 C, and the fan handed back below `thresholdC`.
+WindlarkProfile fanOffProfile(double thresholdC) {
     WindlarkProfile profile = linearProfile();
     profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 99.0; // beyond the limit: only a stored profile gets here
+    profile.fanOffThresholdC = thresholdC;
+    return profile;
+}
+
+TEST(CurveLease, AtTheSafetyLimitTheLeaseAsksForTheAxisMaximumEvenInsideTheFanOffRange) {
     StoreRig rig = StoreRig::capable();
     rig.controller->temperatureC = 95.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
+    // A threshold beyond the limit: only a stored profile gets here.
+    WindlarkStore& store = rig.makeInCurveMode(fanOffProfile(99.0));
     rig.completeLeases();
     EXPECT_EQ(store.effectiveMode(), FanControlMode::safety);
     EXPECT_EQ(rig.renewalTargets(), std::vector<double>{8000.0});
     EXPECT_EQ(rig.count("reset"), 0);
 }
 
-TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRange) {
-    WindlarkProfile profile = linearProfile();
-    profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 45.0;
+TEST(CurveLease, TheFanIsHandedBackOncePerStayInTheFanOffRangeAndOnlyByATrustedHelper) {
     StoreRig rig = StoreRig::capable();
     rig.controller->temperatureC = 40.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
+    WindlarkStore& store = rig.makeInCurveMode(fanOffProfile(45.0));
     EXPECT_EQ(rig.count("reset"), 1);
     EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
     for (const double temperatureC : {41.0, 45.0, 60.0, 44.0, 43.0}) {
         rig.controller->temperatureC = temperatureC;
-        rig.tick();
-        rig.completeLeases();
+        rig.tickAndAnswer();
     }
     // Left the range at 60 C (one renewal at once), came back at 44 C.
     EXPECT_EQ(rig.count("reset"), 2);
     EXPECT_EQ(rig.renewalTargets(), std::vector<double>{4000.0});
     EXPECT_TRUE(store.isFanOffRangeActive());
     EXPECT_EQ(store.effectiveMode(), FanControlMode::system);
-}
 
-TEST(CurveLease, AnUntrustedHelperInTheFanOffRangeIsOnlyExplainedOnAnEdit) {
-    WindlarkProfile profile = linearProfile();
-    profile.isFanOffThresholdEnabled = true;
-    profile.fanOffThresholdC = 45.0;
-    StoreRig rig = StoreRig::capable();
-    rig.helper->health.hasTrustedProvenance = false;
-    rig.controller->temperatureC = 40.0;
-    WindlarkStore& store = rig.makeInCurveMode(profile);
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
-    rig.tick();
-    store.updateFanOffThreshold(46.0); // a new stay does not begin: still no reset
-    EXPECT_EQ(rig.count("reset"), 0);
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
+    // An untrusted helper is not asked, and an edit within the stay explains nothing.
+    StoreRig untrusted = StoreRig::capable();
+    untrusted.helper->health.hasTrustedProvenance = false;
+    untrusted.controller->temperatureC = 40.0;
+    WindlarkStore& quiet = untrusted.makeInCurveMode(fanOffProfile(45.0));
+    untrusted.tick();
+    quiet.updateFanOffThreshold(46.0);
+    EXPECT_EQ(untrusted.count("reset"), 0);
+    EXPECT_EQ(quiet.hardwareProbeStatus(), std::nullopt);
 }
 
 TEST(CurveLease, AFailingHelperIsAskedAgainFiveSecondsAfterTheFailureUnlessTheTargetMoves) {
     StoreRig rig = StoreRig::capable();
     rig.helper->leaseResult = PrivilegedHelperActionResult::failure("Helper fan lease rejected.");
     WindlarkStore& store = rig.makeInCurveMode(linearProfile());
-    rig.tick(1.5); // the failure comes back late
-    rig.completeLeases();
+    rig.tickAndAnswer(1.5); // the failure comes back late
     EXPECT_EQ(store.hardwareProbeStatus(), "success=false\nmessage=Helper fan lease rejected.");
-    rig.tick(2.5); // ticks at 2 and 4 s: 2.5 s after the failure
-    rig.tick(2.0); // 6 s: 4.5 s after the failure
-    rig.completeLeases();
+    rig.tick(2.5);          // ticks at 2 and 4 s: 2.5 s after the failure
+    rig.tickAndAnswer(2.0); // 6 s: 4.5 s after the failure
     EXPECT_EQ(rig.renewalTargets().size(), 1U);
-    rig.tick(2.0); // 8 s: 6.5 s after it
-    rig.completeLeases();
+    rig.tickAndAnswer(2.0); // 8 s: 6.5 s after it
     EXPECT_EQ(rig.renewalTargets().size(), 2U);
     rig.controller->temperatureC = 61.0; // +100 RPM
-    rig.tick(2.0);
-    rig.completeLeases();
+    rig.tickAndAnswer(2.0);
     EXPECT_EQ(rig.renewalTargets().size(), 3U);
 }
 
@@ -118,23 +106,21 @@ TEST(CurveLease, EditsRenewAtOnceWithoutWaitingForTheRhythm) {
     EXPECT_NEAR(rig.renewalTargets()[2], 4005.7, 0.1);
 }
 
-TEST(CurveLease, OneRequestInFlightAndNoneQueuedBehindIt) {
+TEST(CurveLease, OneRequestInFlightNoneQueuedAndLateAnswersGoNowhere) {
     StoreRig rig = StoreRig::capable();
-    rig.makeInCurveMode(linearProfile());
+    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
     for (int tick = 0; tick < 5; ++tick) {
         rig.controller->temperatureC += 5.0;
         rig.tick();
     }
     EXPECT_EQ(rig.leaseQueue->waitingCount(), 1U);
     rig.completeLeases();
-    rig.tick();
-    rig.completeLeases();
+    rig.tickAndAnswer();
     EXPECT_EQ(rig.renewalTargets(), (std::vector<double>{4000.0, 6500.0}));
-}
 
-TEST(CurveLease, AnAnswerAfterTheSwitchToSystemLeavesTheStatusLineAlone) {
-    StoreRig rig = StoreRig::capable();
-    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
+    // An answer after the switch to system leaves the status line alone.
+    rig.controller->temperatureC += 1.0;
+    rig.tick();
     store.resetToSystem();
     EXPECT_EQ(store.hardwareProbeStatus(), "Helper reset accepted.");
     rig.completeLeases();
@@ -142,54 +128,45 @@ TEST(CurveLease, AnAnswerAfterTheSwitchToSystemLeavesTheStatusLineAlone) {
     // The request is no longer in flight: switching back on sends at once.
     store.setCurveEnabled(true);
     rig.completeLeases();
-    EXPECT_EQ(rig.renewalTargets().size(), 2U);
-}
+    EXPECT_EQ(rig.renewalTargets().size(), 4U);
 
-TEST(CurveLease, AStoreDestroyedWithARequestInFlightIsNeverTouchedAgain) {
-    StoreRig rig = StoreRig::capable();
-    rig.makeInCurveMode(linearProfile());
+    // A store destroyed with a request in flight is never touched again.
+    store.updatePoint(store.profile().points.front().id, 30.0, 1010.0);
     rig.store.reset();
     rig.completeLeases(); // the renewal runs, its answer is dropped
     rig.tick(60.0);
-    EXPECT_EQ(rig.renewalTargets().size(), 1U);
+    EXPECT_EQ(rig.renewalTargets().size(), 5U);
     EXPECT_EQ(rig.loop->activeTimerCount(), 0U);
 }
 
-TEST(CurveLease, ALockedWritePathStaysQuietOnTicksAndExplainsItselfOnEdits) {
-    StoreRig rig = StoreRig::capable();
-    rig.helper->health.fanWritesEnabled = false;
-    WindlarkStore& store = rig.makeInCurveMode(linearProfile());
-    rig.tick();
-    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
-    store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
-    EXPECT_EQ(store.hardwareProbeStatus(), store.writeSafetyPlan().actionMessage());
-    EXPECT_NE(store.hardwareProbeStatus()->find("Missing"), std::string::npos);
-    rig.completeLeases();
-    EXPECT_TRUE(rig.renewalTargets().empty());
-}
-
+// A locked write path stays quiet on ticks; an edit says why, with the helper's advice.
 TEST(CurveLease, TheReadOnlyNoteAndTheLockedLineCarryTheReasonAndTheHelpersAdvice) {
     const std::string advice = "not-permitted: to join: sudo usermod -aG windlark $USER";
     struct Case {
         const char* name;
-        bool heartbeat;
+        bool heartbeat, writesEnabled;
         std::optional<std::string> remedy;
     };
     for (const Case& testCase :
-         {Case{"open", true, std::nullopt}, Case{"locked", false, std::nullopt},
-          Case{"turned away", false, advice}}) {
+         {Case{"open", true, true, std::nullopt}, Case{"locked", false, true, std::nullopt},
+          Case{"writes off", true, false, std::nullopt},
+          Case{"turned away", false, true, advice}}) {
         StoreRig rig = StoreRig::capable();
         rig.helper->health.hasHeartbeat = testCase.heartbeat;
+        rig.helper->health.fanWritesEnabled = testCase.writesEnabled;
         rig.helper->health.remedy = testCase.remedy;
         WindlarkStore& store = rig.makeInCurveMode(linearProfile());
-        store.refreshHelperHealth();
+        rig.tick();
+        EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt) << testCase.name;
         const FanWriteSafetyPlan plan = store.writeSafetyPlan();
         const std::optional<std::string> note = store.readOnlyHardwareNote();
         store.updatePoint(store.profile().points.front().id, 32.0, 1100.0);
-        if (testCase.heartbeat) {
+        rig.completeLeases();
+        if (testCase.heartbeat && testCase.writesEnabled) {
             EXPECT_EQ(note, std::nullopt) << testCase.name;
             continue;
         }
+        EXPECT_TRUE(rig.renewalTargets().empty()) << testCase.name;
         ASSERT_TRUE(note) << testCase.name;
         EXPECT_NE(note->find(plan.detail), std::string::npos) << *note;
         const std::string& line = store.hardwareProbeStatus().value_or("");
@@ -215,6 +192,7 @@ TEST(CurveLease, AFanTheHelperHandedBackIsNamedOnceAMinuteAndTheRhythmHolds) {
              Case{"driver-refused: 16: hwmon2/pwm1 busy", std::nullopt},
              Case{"stalled", std::nullopt},
              Case{"stalledness: x", std::nullopt},
+             Case{"stalled:", std::nullopt},
          }) {
         EXPECT_EQ(leaseEndNotification(testCase.event), testCase.notification) << testCase.event;
     }
@@ -227,8 +205,7 @@ TEST(CurveLease, AFanTheHelperHandedBackIsNamedOnceAMinuteAndTheRhythmHolds) {
     for (int tick = 0; tick < 34; ++tick) {
         rig.helper->leaseEnd =
             tick < 33 ? "stalled: hwmon2/fan1 reads 0 RPM" : "driver-refused: 16: hwmon2/pwm1 busy";
-        rig.tick();
-        rig.completeLeases();
+        rig.tickAndAnswer();
         counts.push_back(store.leaseEndNoticeCount());
     }
     EXPECT_EQ(counts[0], 1U);
@@ -275,14 +252,12 @@ TEST(CurveLease, CalibrationIsOfferedForUnmeasuredFansAndPausesTheCurveWhileItRu
     EXPECT_EQ(store.hardwareProbeStatus(), "Calibration started.");
     for (int tick = 0; tick < 10; ++tick) {
         rig.helper->calibration->progress = "fan 2 of 2 (b): 50 %";
-        rig.tick();
-        rig.completeLeases();
+        rig.tickAndAnswer();
     }
     EXPECT_EQ(store.calibrationProgressText(), "Calibrating fan 2 of 2 (b): 50 %");
     EXPECT_EQ(rig.renewalTargets().size(), 1U); // the fans are the run's, not the curve's
     rig.helper->calibration = HelperCalibrationStatus{0, "finished"};
-    rig.tick();
-    rig.completeLeases();
+    rig.tickAndAnswer();
     EXPECT_EQ(rig.renewalTargets().size(), 2U);
     EXPECT_EQ(store.calibrationProgressText(), "Last calibration: finished");
 
@@ -317,8 +292,7 @@ TEST(CurveLease, WallClockJumpsNeitherStopRenewalsNorHistory) {
     for (const double jump : {-3600.0, 86400.0 * 2}) {
         rig.clock->set(addingSeconds(rig.clock->now(), jump));
         const std::size_t sent = rig.renewalTargets().size();
-        rig.tick(6.0);
-        rig.completeLeases();
+        rig.tickAndAnswer(6.0);
         EXPECT_EQ(rig.renewalTargets().size(), sent + 1) << jump;
         // The three readings since the jump are recorded and make up the visible window.
         EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 3) << jump;
@@ -357,6 +331,8 @@ TEST(CurveEffectLabel, FollowsTheDistanceToTheTargetAndWhetherTheCurveDrives) {
     twoFans.helper->health.fanWritesEnabled = false;
     twoFans.store->refreshHelperHealth();
     EXPECT_EQ(twoFans.store->curveEffectLabel().rfind("Linked preview 43%: ", 0), 0U);
+    EXPECT_EQ(twoFans.store->fanReadingTitle(),
+              L10n::text(L10nKey::actualFans, AppLanguage::english));
 }
 
 } // namespace

@@ -54,18 +54,10 @@ TEST(SimulatedMacEndToEnd, LeasesFollowTheCurveAndTheFanGoesBackWhenTheAppStops)
     const SimulatedHelper helper(*helperSection.configuration, machine);
     auto queue = std::make_shared<CountingQueue>();
 
-    WindlarkStoreServices services{
-        HardwareDiagnostics::makeSMCFanHardwareController(hardware),
-        std::make_shared<BundledPrivilegedHelperClient>(helper.services()),
-        rig.loginItems,
-        rig.updates,
-        nullptr,
-        rig.clock,
-        rig.loop,
-        queue,
-        rig.backgroundQueue,
-        nullptr,
-        std::nullopt};
+    WindlarkStoreServices services = rig.services(false);
+    services.controller = HardwareDiagnostics::makeSMCFanHardwareController(hardware);
+    services.helperClient = std::make_shared<BundledPrivilegedHelperClient>(helper.services());
+    services.curveLeaseQueue = queue;
     auto store = std::make_unique<WindlarkStore>(std::move(services), WindlarkStoreOptions{});
     ASSERT_EQ(store->writeSafetyPlan().status, FanWriteSafetyStatus::writeCapable);
     const double ownRPM = *machine->fanSpeed(0);

@@ -1,7 +1,4 @@
-#include "fakes/FakeHwmonBus.h"
-#include "fakes/FixedFanHardwareController.h"
 #include "fakes/StoreRig.h"
-#include "hardware/HwmonFanHardwareController.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +7,7 @@ namespace {
 
 TEST(WindlarkStore, UnsupportedHardwareKeepsTheSystemInCharge) {
     StoreRig rig = StoreRig::capable();
-    rig.controller->capabilities =
-        FanHardwareCapabilities::make(0, std::nullopt, std::nullopt, std::nullopt, "none", {},
-                                      FanHardwareSupportStatus::unsupportedNoFan);
+    rig.controller->capabilities = StoreRig::unsupported();
     WindlarkStore& store = rig.makeInCurveMode();
     EXPECT_EQ(store.mode(), FanControlMode::system);
     EXPECT_EQ(store.menuBarStatusText(), "Fan");
@@ -186,69 +181,67 @@ TEST(WindlarkStore, ObserversHearOncePerActionWhatChangedAndNeverAfterCancelling
     EXPECT_EQ(heard.size(), 3U);
 }
 
-TEST(WindlarkStore, TheMenuBarShowsThePercentageWithinTheRangeElseTheSpeed) {
-    struct Case {
-        std::optional<double> minimum, maximum;
-        double actualRPM;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {1000.0, 7000.0, 3580.0, "43%"},
-        {1000.0, 7000.0, 9000.0, "100%"},
-        {1000.0, 1000.0, 1234.4, "1234 RPM"},
-        {std::nullopt, std::nullopt, 1234.5, "1235 RPM"},
-    };
-    for (const Case& c : cases) {
-        StoreRig rig;
-        rig.controller->capabilities =
-            FanHardwareCapabilities::make(1, c.minimum, c.maximum, 2000.0, "test");
-        rig.controller->actualRPM = c.actualRPM;
-        EXPECT_EQ(rig.make().menuBarStatusText(), c.expected);
-    }
-}
-
+// The menu bar shows the percentage within the range, else the speed.
 TEST(WindlarkStore, ReadingsAndActionsShownFollowTheHardwareAndTheWritePath) {
     struct Case {
         const char* name;
         FanHardwareCapabilities capabilities;
         bool isHealthy;
-        const char* fan;
-        const char* range;
+        double actualRPM;
+        const char *menuBar, *fan, *range;
         bool detection, requirements, writeActions;
     };
     const Case cases[] = {
-        {"capable", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), true,
-         "4000 RPM", "1000 RPM - 7000 RPM", false, false, true},
+        {"capable", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), true, 3580.0,
+         "43%", "3580 RPM", "1000 RPM - 7000 RPM", false, false, true},
         {"helper missing", FanHardwareCapabilities::make(1, 1000.0, 7000.0, 2000.0, "test"), false,
-         "4000 RPM", "1000 RPM - 7000 RPM", false, true, false},
+         9000.0, "100%", "9000 RPM", "1000 RPM - 7000 RPM", false, true, false},
         {"no range", FanHardwareCapabilities::make(1, std::nullopt, std::nullopt, 2000.0, "test"),
-         true, "4000 RPM", "Unavailable", true, true, false},
-        {"unsupported", StoreRig::unsupported(), true, "No fan", "Unsupported", false, false,
-         false},
+         true, 1234.5, "1235 RPM", "1235 RPM", "Unavailable", true, true, false},
+        {"unsupported", StoreRig::unsupported(), true, 4000.0, "Fan", "No fan", "Unsupported",
+         false, false, false},
     };
     for (const Case& c : cases) {
         StoreRig rig;
         rig.controller->capabilities = c.capabilities;
+        rig.controller->actualRPM = c.actualRPM;
         if (c.isHealthy) {
             rig.helper->health = StoreRig::healthyHelper();
         }
         WindlarkStore& store =
             rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
+        EXPECT_EQ(store.menuBarStatusText(), c.menuBar) << c.name;
         EXPECT_EQ(store.fanReadingValueText(), c.fan) << c.name;
+        EXPECT_EQ(store.fanReadingDetailText(), c.capabilities.detailText()) << c.name;
         EXPECT_EQ(store.curveTargetValueText(), "4000 RPM") << c.name;
         EXPECT_EQ(store.hardwareRangeText(), c.range) << c.name;
         EXPECT_EQ(store.shouldShowHardwareDetectionActions(), c.detection) << c.name;
         EXPECT_EQ(store.shouldShowWriteRequirementsAction(), c.requirements) << c.name;
         EXPECT_EQ(store.shouldShowWriteActions(), c.writeActions) << c.name;
     }
+    // A range without width is no range.
+    StoreRig flat;
+    flat.controller->capabilities = FanHardwareCapabilities::make(1, 1000.0, 1000.0, 2000.0, "x");
+    flat.controller->actualRPM = 1234.4;
+    EXPECT_EQ(flat.make().menuBarStatusText(), "1234 RPM");
 
-    // Reading the capabilities again fits the axis only when asked to.
+    // Reading the capabilities again fits the axis only when asked to, and the offer to use
+    // the hardware's range lasts as long as the axis differs from it.
     StoreRig rig = StoreRig::capable();
     WindlarkStore& store = rig.make({linearProfile(), std::nullopt, FanControlMode::system, false});
     store.refreshHardwareCapabilities(false);
     EXPECT_EQ(store.profile().rpmAxis.maximum, 8000.0);
+    EXPECT_TRUE(store.shouldShowUseHardwareRangeAction());
     store.refreshHardwareCapabilities(true);
     EXPECT_EQ(store.profile().rpmAxis.maximum, 7000.0);
+    EXPECT_FALSE(store.shouldShowUseHardwareRangeAction());
+    // Half a range is no range to apply.
+    rig.controller->capabilities =
+        FanHardwareCapabilities::make(1, 500.0, std::nullopt, 2000.0, "x");
+    store.refreshHardwareCapabilities(false);
+    store.applyDetectedHardwareRange();
+    EXPECT_EQ(store.profile().rpmAxis.minimum, 1000.0);
+    EXPECT_EQ(store.hardwareProbeStatus(), std::nullopt);
 }
 
 TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
@@ -270,49 +263,11 @@ TEST(WindlarkStore, HistoryRecordsLiveReadingsOnlyAndCachesItsDistribution) {
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 16); // those from 30 s on
     rig.tick(60.0);
     EXPECT_EQ(store.visibleThermalDistribution().sampleCount, 0);
-}
-
-} // namespace
-} // namespace windlark
-
-namespace windlark {
-namespace {
-
-// A fan hub unplugged and plugged back while the store runs on this computer's monitors:
-// the store keeps ticking, the fan's reading is gone meanwhile, and it comes back.
-TEST(WindlarkStore, KeepsRunningWhileAFanChipLeavesAndReturns) {
-    StoreRig rig;
-    auto bus = std::make_shared<FakeHwmonBus>();
-    HwmonChip cpu{
-        "k10temp", "/sys/devices/pci0000:00/0000:00:18.3", "/sys/class/hwmon/hwmon1", {}, {}};
-    bus->addTemperature(cpu, "temp1", "Tctl", "52000");
-    HwmonChip board{
-        "nct6798", "/sys/devices/platform/nct6775.656", "/sys/class/hwmon/hwmon3", {}, {}};
-    bus->addFan(board, "fan2", "1175");
-    bus->chips = {board, cpu};
-    WindlarkStoreServices services = rig.services();
-    services.controller = std::make_shared<HwmonFanHardwareController>(
-        bus, std::make_unique<FixedFanHardwareController>(), rig.clock);
-    WindlarkStore store(std::move(services), {});
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 1);
-    EXPECT_EQ(store.snapshot().actualRPM, 1175.0);
-
-    const auto files = bus->files;
-    bus->files.erase("/sys/class/hwmon/hwmon3/fan2_input");
-    bus->chips = {cpu};
-    rig.tick(30.0);
-    store.refreshHardwareCapabilities(false);
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 0);
-    EXPECT_TRUE(store.snapshot().hasLiveTemperatureTelemetry);
-    EXPECT_EQ(store.thermalHistory().size(), 16U); // a reading every tick all the while
-
-    bus->files = files;
-    bus->files["/sys/class/hwmon/hwmon3/fan2_input"] = HwmonAttributeRead::text("990\n");
-    bus->chips = {board, cpu};
-    rig.tick(12.0);
-    store.refreshHardwareCapabilities(false);
-    EXPECT_EQ(store.hardwareCapabilities().fanCount, 1);
-    EXPECT_EQ(store.snapshot().actualRPM, 990.0);
+    // A preset brings its own temperature axis back, and the bins with it.
+    store.updateTemperatureAxis(40.0, 90.0);
+    EXPECT_EQ(store.visibleThermalDistribution().bins.front().lowerBound, 40.0);
+    store.setPreset(CurvePreset::quiet);
+    EXPECT_EQ(store.visibleThermalDistribution().bins.front().lowerBound, 30.0);
 }
 
 } // namespace

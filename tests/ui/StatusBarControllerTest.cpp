@@ -4,6 +4,7 @@
 #include "text/L10n.h"
 #include "ui/MenuBarPanelView.h"
 #include "ui/QtText.h"
+#include "ui/StatusItemPicture.h"
 
 #include <QAction>
 #include <QMenu>
@@ -80,6 +81,18 @@ TEST(StatusBarController, ItemWidthFollowsItsText) {
     }
 }
 
+TEST(StatusItemPicture, TrayReadingShortensSpeedsAndLeavesWordsOut) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"43%", "43%"},      {" 950 RPM", "950"},  {"1234 RPM", "1.2k"}, {"9949 RPM", "9.9k"},
+        {"9950 RPM", "10k"}, {"12345 RPM", "12k"}, {"-- RPM", "--"},     {"inf RPM", "--"},
+        {"1e999 RPM", "--"}, {"Fan", ""}};
+    for (const auto& [statusText, reading] : cases) {
+        EXPECT_EQ(StatusItemPicture::trayReading(QString::fromUtf8(statusText)),
+                  QString::fromUtf8(reading))
+            << statusText;
+    }
+}
+
 TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
@@ -117,9 +130,10 @@ TEST(StatusBarController, TrayPictureChangesOnlyWhenItsTextDoes) {
               toQString(L10n::text(L10nKey::fan, AppLanguage::spanish)));
     EXPECT_EQ(fanlessController.itemMenu()->actions().at(0)->text(),
               fanlessRedrawn.at(0).at(0).toString());
+    EXPECT_FALSE(fanlessController.itemMenu()->actions().at(0)->isEnabled()); // a reading only
 }
 
-TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndReused) {
+TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndAWindowIsNeverLost) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
     StatusBarController controller(*store, kNoTray, {});
@@ -139,11 +153,14 @@ TEST(StatusBarController, TheEditorWindowIsCreatedOnceAndReused) {
     controller.showEditorWindow();
     EXPECT_EQ(controller.editorWindow(), editor);
     EXPECT_TRUE(editor->isVisible());
-    // The panel window stays where it is beside the editor.
+    // The panel window stays where it is beside the editor, and closing it only minimises it.
     EXPECT_TRUE(controller.panel()->isVisible());
+    controller.panel()->close();
+    EXPECT_TRUE(controller.panel()->isVisible());
+    EXPECT_TRUE(controller.panel()->isMinimized());
 }
 
-TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditorAndAWindowIsNeverLost) {
+TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditor) {
     StoreFixture fixture;
     auto store = fixture.makeStore();
     StatusBarController controller(*store, kX11Tray, {});
@@ -161,12 +178,6 @@ TEST(StatusBarController, PopupTogglesAndGivesWayToTheEditorAndAWindowIsNeverLos
     EXPECT_TRUE(panel.isVisible());
     controller.showEditorWindow();
     EXPECT_FALSE(panel.isVisible());
-
-    // With nothing in a tray, closing the panel window only minimises it.
-    StatusBarController windowed(*store, kNoTray, {});
-    windowed.panel()->close();
-    EXPECT_TRUE(windowed.panel()->isVisible());
-    EXPECT_TRUE(windowed.panel()->isMinimized());
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "ui/WindlarkMacApp.h"
 
 #include "StoreFixture.h"
-#include "fakes/InMemoryDefaultsStore.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,21 +14,14 @@
 namespace windlark {
 namespace {
 
-class NoPreferredLanguages final : public PreferredLanguagesSource {
-public:
-    [[nodiscard]] std::vector<std::string> preferredLanguages() const override { return {}; }
-};
-
 struct AppFixture : StoreFixture {
-    std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
     std::vector<int> exits;
     std::vector<std::string> helperCallsAtExit;
 
     [[nodiscard]] WindlarkMacAppServices appServices() {
         WindlarkMacAppServices services;
         services.store = StoreFixture::services();
-        services.preferences = std::make_shared<WindlarkPreferences>(
-            defaults, std::make_shared<NoPreferredLanguages>());
+        services.preferences = preferences;
         services.exit = [this](int status) {
             exits.push_back(status);
             helperCallsAtExit = helper->calls;
