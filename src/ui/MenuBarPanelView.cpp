@@ -16,7 +16,9 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPushButton>
+#include <QTextLayout>
 #include <QVBoxLayout>
+#include <vector>
 
 namespace windlark {
 namespace {
@@ -111,6 +113,24 @@ QColor secondaryColour(const QPalette& palette) {
     QColor colour = palette.color(QPalette::WindowText);
     colour.setAlphaF(0.62F);
     return colour;
+}
+
+// The store's status can run to a paragraph (the write plan's missing requirements, the
+// helper's answer); the fixed panel shows its first `lines` lines, the last one elided.
+QString firstLines(const QString& text, const QFont& font, int width, int lines) {
+    QTextLayout layout(text, font);
+    std::vector<int> starts;
+    layout.beginLayout();
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(width);
+        starts.push_back(line.textStart());
+    }
+    layout.endLayout();
+    if (starts.size() <= static_cast<std::size_t>(lines)) {
+        return text;
+    }
+    const int last = starts[static_cast<std::size_t>(lines - 1)];
+    return text.left(last) + QFontMetrics(font).elidedText(text.mid(last), Qt::ElideRight, width);
 }
 
 } // namespace
@@ -326,7 +346,13 @@ void MenuBarPanelView::refresh() {
 
     const auto& status = store_.hardwareProbeStatus();
     statusLine_->setVisible(status.has_value() && !status->empty());
-    statusLine_->setText(status ? toQString(*status) : QString());
+    const QString fullStatus = status ? toQString(*status) : QString();
+    const QMargins margins = layout()->contentsMargins();
+    // A few pixels short of the label, so that its own wrapping never needs a third line.
+    const int statusWidth = contentSize.width() - margins.left() - margins.right() - 4;
+    const QString shownStatus = firstLines(fullStatus, statusLine_->font(), statusWidth, 2);
+    statusLine_->setText(shownStatus);
+    statusLine_->setToolTip(shownStatus == fullStatus ? QString() : fullStatus);
     quitButton_->setText(text(L10nKey::quitWindlarkMac));
 }
 

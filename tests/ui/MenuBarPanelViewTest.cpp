@@ -238,12 +238,15 @@ TEST(MenuBarPanelView, ALanguageChangeRetranslatesEveryVisibleText) {
     }
 }
 
-// Every language fits the fixed panel: no label is cut off. With WINDLARK_UI_PICTURES set
-// to a folder, the panel's picture in each language is written there to be looked at.
+// Every language fits the fixed panel, even with every optional row shown (a helper to
+// install, the curve switched on, a status line): no label is cut off. With
+// WINDLARK_UI_PICTURES set to a folder, the panel's picture in each language is written
+// there to be looked at.
 TEST(MenuBarPanelView, EveryLanguageFitsThePanel) {
     StoreFixture fixture;
     fixture.isSimulatedMachine = true;
-    fixture.helper->health = StoreFixture::healthyHelper();
+    fixture.helper->health = PrivilegedHelperHealth::unavailable();
+    fixture.helper->health.isBundled = true;
     auto store = fixture.makeStore();
     store->setCurveEnabled(true);
     MenuBarPanelView panel(*store, {});
