@@ -61,7 +61,6 @@ TEST(HwmonValues, BadValuesAreAbsentReadingsNotLostChips) {
     };
     const std::vector<Row> rows = {
         {Read::text("48250\n"), 48.25, std::nullopt},
-        {Read::text("2400\n"), 2.4, 2400.0},
         {Read::text("0\n"), 0.0, 0.0},
         {Read::text("-55000\n"), -55.0, std::nullopt},
         {Read::text("-55001\n"), std::nullopt, std::nullopt},
@@ -69,23 +68,15 @@ TEST(HwmonValues, BadValuesAreAbsentReadingsNotLostChips) {
         {Read::text("150001\n"), std::nullopt, std::nullopt},
         {Read::text("30000\n"), 30.0, 30000.0},
         {Read::text("30001\n"), 30.001, std::nullopt},
-        {Read::text("65535\n"), 65.535, std::nullopt},
         {Read::text("-1\n"), -0.001, std::nullopt},
-        {Read::text(""), std::nullopt, std::nullopt},
         {Read::text("\n"), std::nullopt, std::nullopt},
-        {Read::text("N/A\n"), std::nullopt, std::nullopt},
         {Read::text("12x\n"), std::nullopt, std::nullopt},
         {Read::text(" 42\n"), std::nullopt, std::nullopt},
-        {Read::text("+42\n"), std::nullopt, std::nullopt},
         {Read::text("99999999999999999999\n"), std::nullopt, std::nullopt},
         {Read::text("7" + std::string(4096, '\n')), std::nullopt, std::nullopt},
         {Read{"7\n", HwmonReadFailure::ioError}, std::nullopt, std::nullopt},
         {Read::text("7" + std::string(4095, '\n')), 0.007, 7.0},
-        {Read::failed(HwmonReadFailure::tooLong), std::nullopt, std::nullopt},
         {Read::failed(HwmonReadFailure::ioError), std::nullopt, std::nullopt},
-        {Read::failed(HwmonReadFailure::noData), std::nullopt, std::nullopt},
-        {Read::failed(HwmonReadFailure::tryAgain), std::nullopt, std::nullopt},
-        {Read::failed(HwmonReadFailure::missing), std::nullopt, std::nullopt},
     };
     for (const Row& row : rows) {
         const std::string shown = row.read.contents.substr(0, 24);
