@@ -115,18 +115,6 @@ TEST(HelperDiagnostics, PreflightOfAnUnbundledHelper) {
         "helperDetail=Helper executable is not bundled.",
     };
     EXPECT_EQ(HelperDiagnostics::preflightLines(PrivilegedHelperHealth::unavailable()), expected);
-
-    PrivilegedHelperHealth health;
-    health.executablePath = "/a/helper";
-    health.isBundled = true;
-    health.signingIdentifier = "com.quillmoor.WindlarkMac.Helper";
-    health.xpcProtocolVersion = 1;
-    const auto lines = HelperDiagnostics::preflightLines(health);
-    ASSERT_EQ(lines.size(), 28U);
-    EXPECT_EQ(lines[1], "helperPath=/a/helper");
-    EXPECT_EQ(lines[4], "helperSigningIdentifier=com.quillmoor.WindlarkMac.Helper");
-    EXPECT_EQ(lines[12], "helperXPCProtocolVersion=1");
-    EXPECT_EQ(lines[18], "helperXPCActivationState=contractMismatch");
 }
 
 struct CommandRun {
