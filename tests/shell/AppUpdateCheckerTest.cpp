@@ -63,6 +63,7 @@ TEST(AppUpdateChecker, HttpsRuleAcceptsOnlySecureAddressesWithAHost) {
         {"https://[::1]:443/x", true},
         {"https://127.0.0.1:1/a%20b", true},
         {"https://e.example/%2f%2F%aA%Af", true},
+        {"https://z.example/Zz", true}, // the last letters of both cases
         {"https://e.example/%2", false},
         {"https://[::1]x/", false},
         {"https://a]b.example/", false},
