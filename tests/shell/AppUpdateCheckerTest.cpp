@@ -132,6 +132,7 @@ TEST(AppVersion, CleansAndComparesByNumericComponents) {
         {"development", "0.0.1", strong_ordering::less},
         {"v1.4.0", "1.4", strong_ordering::equal},
         {"1.01", "1.1", strong_ordering::equal},
+        {"0.9", "1", strong_ordering::less},
         // A component too large for 64 bits is dropped, not wrapped or saturated.
         {"1.99999999999999999999.2", "1.2", strong_ordering::equal},
         {"9223372036854775807", "9223372036854775806", strong_ordering::greater},
