@@ -31,9 +31,6 @@ std::vector<double> temperaturesOf(const WindlarkProfile& profile) {
 // The default curve's points and limits are checked with the presets, which start from it.
 TEST(WindlarkProfile, BalancedIsOneSharedDefaultHandedOutAsCopies) {
     WindlarkProfile copy = WindlarkProfile::balanced();
-    EXPECT_EQ(copy.name, "Balanced");
-    EXPECT_EQ(copy.temperatureAxis, (WindlarkAxis{"Temperature", "C", 30.0, 100.0}));
-    EXPECT_EQ(copy.rpmAxis, (WindlarkAxis{"Fan speed", "RPM", 1200.0, 6200.0}));
     copy.addPoint();
     EXPECT_EQ(WindlarkProfile::balanced().points.size(), 5U);
     EXPECT_EQ(WindlarkProfile::balanced(), WindlarkProfile::balanced()) << "same point ids";

@@ -30,8 +30,6 @@ public:
         std::map<std::uint32_t, std::int32_t> openFailures;
     };
 
-    static constexpr std::uint8_t keyNotFound = 0x84;
-
     std::map<std::string, Key> keys;
     std::vector<Service> services{{"AppleSMCKeysEndpoint", "AppleSMCKeysEndpoint", {}}};
     // Kernel results forced for single keys (on both calls, or on the read only).
@@ -107,7 +105,7 @@ public:
         output.key = input.key;
         const auto found = keys.find(key);
         if (found == keys.end()) {
-            output.result = keyNotFound;
+            output.result = 0x84; // key not found
             return KernelResult::success;
         }
         if (isInfo) {

@@ -15,12 +15,10 @@ public:
         : services(std::move(list)) {}
 
     std::vector<std::optional<TemperatureSensorService>> copyServices() override {
-        ++calls;
         return services;
     }
 
     std::vector<std::optional<TemperatureSensorService>> services;
-    int calls = 0;
 };
 
 } // namespace windlark

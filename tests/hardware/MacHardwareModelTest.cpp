@@ -34,6 +34,10 @@ TEST(MacHardwareModel, ReadsNamesFromTheRegistry) {
     EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(std::string("\xc2\x85x \xc2\x9f"))),
               "x ");
     EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(std::string("\n\x7f"))), "");
+    // Only C1 controls go: a euro sign or a no-break space at either end is text.
+    for (const std::string kept : {"\xE2\x82\xAC 1", "\xC2\xA0x\xC2\xA0"}) {
+        EXPECT_EQ(MacHardwareModel::registryString(RegistryProperty(kept)), kept);
+    }
 }
 
 // Text from the registry and from child processes is shown and written on; only

@@ -74,7 +74,7 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
 
     SimulatedRegistryReader registry(parsed.machine);
     EXPECT_EQ(MacHardwareModel::current(registry), (MacHardwareModel{"Mac16,10", "Mac mini"}));
-    const std::string_view model("Mac16,10\0", 9);
+    const std::string_view model("Mac16,10\0", 9); // a C string, as the registry keeps it
     EXPECT_EQ(registry.property(RegistryEntry::deviceTreeRoot, "model"),
               RegistryProperty(std::vector<std::uint8_t>(model.begin(), model.end())));
     EXPECT_EQ(registry.property(RegistryEntry::deviceTreeRoot, "serial-number"), std::nullopt);
