@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakes/ManualClock.h"
+#include "fakes/QueuedTasks.h"
 #include "support/MainLoop.h"
 
 #include <algorithm>
@@ -66,20 +67,7 @@ public:
     }
 
     // Runs queued tasks, including those they post, until none is left.
-    void runPending() {
-        while (true) {
-            Task task;
-            {
-                const std::scoped_lock lock(mutex_);
-                if (tasks_.empty()) {
-                    return;
-                }
-                task = std::move(tasks_.front());
-                tasks_.pop_front();
-            }
-            task();
-        }
-    }
+    void runPending() { runQueuedTasks(mutex_, tasks_); }
 
     // Blocks until at least `count` tasks were ever posted, or the time-out passes.
     bool waitForPost(std::size_t count = 1,

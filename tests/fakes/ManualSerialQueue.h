@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/QueuedTasks.h"
 #include "support/SerialQueue.h"
 
 #include <cstddef>
@@ -18,20 +19,7 @@ public:
     }
 
     // Runs the waiting tasks, oldest first, and those they queue in turn.
-    void runAll() {
-        while (true) {
-            Task task;
-            {
-                const std::scoped_lock lock(mutex_);
-                if (tasks_.empty()) {
-                    return;
-                }
-                task = std::move(tasks_.front());
-                tasks_.pop_front();
-            }
-            task();
-        }
-    }
+    void runAll() { runQueuedTasks(mutex_, tasks_); }
     [[nodiscard]] std::size_t waitingCount() const {
         const std::scoped_lock lock(mutex_);
         return tasks_.size();
