@@ -2,12 +2,14 @@
 // the app's life, replies matched to their requests, a lost daemon noticed at once.
 
 #include "WindlarkdRig.h"
+#include "fakes/FakeChildProcessRunner.h"
 #include "fakes/FakeCodeSigningService.h"
 #include "fakes/FakeHelperHost.h"
 #include "helper/BundledPrivilegedHelperClient.h"
 #include "platform/linux/DaemonSocketConnector.h"
 #include "platform/linux/LinuxDaemonHelperClient.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -143,6 +145,52 @@ TEST(LinuxDaemonHealth, TrustsOnlyARootDaemonNobodyElseCouldHaveChanged) {
                   .remedy.value_or("")
                   .find("sudo /usr/sbin/windlarkd --install"),
               std::string::npos);
+}
+
+TEST(LinuxDaemonHelperClient, InstallsThroughPkexecOrSaysWhatToRun) {
+    ScratchDirectory scratch;
+    const std::filesystem::path daemon = scratch.path() / "sbin/windlarkd";
+    const std::filesystem::path pkexec = scratch.path() / "bin/pkexec";
+    const std::filesystem::path units = scratch.path() / "units";
+    const auto place = [](const std::filesystem::path& path) {
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << "#!/bin/sh\n";
+        std::filesystem::permissions(path, std::filesystem::perms(0755));
+    };
+    auto processes = std::make_shared<FakeChildProcessRunner>();
+    LinuxDaemonHelperClient client(
+        std::make_shared<DaemonSocketConnector>(scratch.path() / "windlark.sock"), processes,
+        {{(scratch.path() / "elsewhere").string(), daemon.string()},
+         {units.string()},
+         pkexec.string()});
+    const std::string commands = "Run as administrator: sudo " + daemon.string() + " --install";
+
+    EXPECT_EQ(client.readFacts(), LinuxDaemonFacts{});
+    EXPECT_NE(client.installPrivilegedHelper().message.find("not installed"), std::string::npos);
+    place(daemon);
+    place(units / "windlarkd.socket");
+    EXPECT_EQ(client.installPrivilegedHelper().message, commands); // no pkexec
+    place(pkexec);
+    processes->outcomes[pkexec.string()].exitStatus = 126; // the password dialog dismissed
+    EXPECT_EQ(client.installPrivilegedHelper().message,
+              "windlarkd --install failed (exit status 126). " + commands);
+    processes->outcomes[pkexec.string()].exitStatus = 0;
+    EXPECT_TRUE(client.installPrivilegedHelper().isSuccess);
+    EXPECT_EQ(processes->calls.back().arguments,
+              (std::vector<std::string>{daemon.string(), "--install"}));
+    EXPECT_EQ(processes->calls.back().timeLimit, std::nullopt); // the user takes their time
+
+    // Units count once both are there; a daemon others may change is never trusted.
+    EXPECT_FALSE(client.readFacts().areUnitsInstalled);
+    place(units / "windlarkd.service");
+    const LinuxDaemonFacts facts = client.readFacts();
+    EXPECT_EQ(facts.executablePath, daemon.string());
+    EXPECT_TRUE(facts.areUnitsInstalled);
+    EXPECT_FALSE(facts.isSocketPresent);
+    EXPECT_EQ(facts.isExecutableRootLocked, ::geteuid() == 0);
+    std::filesystem::permissions(daemon, std::filesystem::perms::others_write,
+                                 std::filesystem::perm_options::add);
+    EXPECT_FALSE(client.readFacts().isExecutableRootLocked);
 }
 
 TEST(LinuxDaemonHelperClient, SpeaksOfTheWritePlansFactsInLinuxTerms) {

@@ -201,6 +201,10 @@ DaemonSocketConnector::DaemonSocketConnector(std::filesystem::path socketPath)
     connection_->path = std::move(socketPath);
 }
 
+const std::filesystem::path& DaemonSocketConnector::socketPath() const {
+    return connection_->path; // set once, before any thread sees it
+}
+
 DaemonSocketConnector::~DaemonSocketConnector() {
     connection_->isStopping = true;
     if (connection_->reader.joinable()) {

@@ -27,6 +27,7 @@ public:
     DaemonSocketConnector& operator=(const DaemonSocketConnector&) = delete;
 
     [[nodiscard]] HelperSessionOpening openSession() override;
+    [[nodiscard]] const std::filesystem::path& socketPath() const;
 
     // The user id of the process at the other end (SO_PEERCRED), connecting if needed.
     [[nodiscard]] std::optional<uid_t> peerUserId();

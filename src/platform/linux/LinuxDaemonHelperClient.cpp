@@ -14,12 +14,6 @@
 namespace windlark {
 namespace {
 
-constexpr std::array<const char*, 2> executableCandidates{"/usr/sbin/windlarkd",
-                                                          "/usr/local/sbin/windlarkd"};
-constexpr std::array<const char*, 4> unitFolders{"/etc/systemd/system", "/usr/lib/systemd/system",
-                                                 "/lib/systemd/system",
-                                                 "/usr/local/lib/systemd/system"};
-
 bool isRootLocked(const std::filesystem::path& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 && status.st_uid == 0 &&
@@ -135,23 +129,25 @@ std::string linuxDaemonInstallCommands(const std::string& executablePath) {
 }
 
 LinuxDaemonHelperClient::LinuxDaemonHelperClient(std::shared_ptr<DaemonSocketConnector> connector,
-                                                 std::shared_ptr<ChildProcessRunner> processes)
+                                                 std::shared_ptr<ChildProcessRunner> processes,
+                                                 LinuxDaemonLocations locations)
     : connector_(std::move(connector))
     , processes_(std::move(processes))
+    , locations_(std::move(locations))
     , requests_(PrivilegedHelperServices{std::make_shared<NoHost>(),
                                          std::make_shared<NoCodeSigning>(), connector_, nullptr}) {}
 
 LinuxDaemonFacts LinuxDaemonHelperClient::readFacts() const {
     LinuxDaemonFacts facts;
-    for (const char* candidate : executableCandidates) {
-        if (::access(candidate, X_OK) == 0) {
+    for (const std::string& candidate : locations_.executables) {
+        if (::access(candidate.c_str(), X_OK) == 0) {
             facts.executablePath = candidate;
             const std::filesystem::path path(candidate);
             facts.isExecutableRootLocked = isRootLocked(path) && isRootLocked(path.parent_path());
             break;
         }
     }
-    for (const char* folder : unitFolders) {
+    for (const std::string& folder : locations_.unitFolders) {
         const std::filesystem::path base(folder);
         std::error_code error;
         if (std::filesystem::exists(base / "windlarkd.socket", error) &&
@@ -160,8 +156,7 @@ LinuxDaemonFacts LinuxDaemonHelperClient::readFacts() const {
         }
     }
     std::error_code error;
-    facts.isSocketPresent =
-        std::filesystem::exists(DaemonSocketConnector::defaultSocketPath, error);
+    facts.isSocketPresent = std::filesystem::exists(connector_->socketPath(), error);
     facts.isPeerRoot = facts.isSocketPresent && connector_->peerUserId() == 0U;
     return facts;
 }
@@ -231,13 +226,13 @@ PrivilegedHelperActionResult LinuxDaemonHelperClient::installPrivilegedHelper() 
         return PrivilegedHelperActionResult::failure(
             "windlarkd is not installed; install the package that provides it.");
     }
-    if (::access("/usr/bin/pkexec", X_OK) != 0 || !processes_) {
+    if (::access(locations_.pkexec.c_str(), X_OK) != 0 || !processes_) {
         return PrivilegedHelperActionResult::failure("Run as administrator: " +
                                                      linuxDaemonInstallCommands(executable));
     }
     // The desktop's authentication agent asks for the password; no time limit.
     const ChildProcessOutcome outcome =
-        processes_->run("/usr/bin/pkexec", {executable, "--install"}, std::nullopt);
+        processes_->run(locations_.pkexec, {executable, "--install"}, std::nullopt);
     if (outcome.launchError || outcome.exitStatus != 0) {
         return PrivilegedHelperActionResult::failure(
             "windlarkd --install failed (" +

@@ -42,11 +42,20 @@ struct LinuxDaemonProbe {
 // The exact commands that install and enable the daemon, for when pkexec is missing.
 [[nodiscard]] std::string linuxDaemonInstallCommands(const std::string& executablePath);
 
+// Where the installed daemon and its units are looked for, first match first.
+struct LinuxDaemonLocations {
+    std::vector<std::string> executables{"/usr/sbin/windlarkd", "/usr/local/sbin/windlarkd"};
+    std::vector<std::string> unitFolders{"/etc/systemd/system", "/usr/lib/systemd/system",
+                                         "/lib/systemd/system", "/usr/local/lib/systemd/system"};
+    std::string pkexec = "/usr/bin/pkexec";
+};
+
 // The app's helper client on Linux: windlarkd over its socket, one connection for life.
 class LinuxDaemonHelperClient final : public PrivilegedHelperClient {
 public:
     LinuxDaemonHelperClient(std::shared_ptr<DaemonSocketConnector> connector,
-                            std::shared_ptr<ChildProcessRunner> processes);
+                            std::shared_ptr<ChildProcessRunner> processes,
+                            LinuxDaemonLocations locations = {});
 
     [[nodiscard]] PrivilegedHelperHealth readHealth() override;
     [[nodiscard]] PrivilegedHelperActionResult installPrivilegedHelper() override;
@@ -69,6 +78,7 @@ private:
 
     std::shared_ptr<DaemonSocketConnector> connector_;
     std::shared_ptr<ChildProcessRunner> processes_;
+    LinuxDaemonLocations locations_;
     BundledPrivilegedHelperClient requests_;
 };
 
