@@ -12,6 +12,7 @@
 #include "curve/WindlarkProfile.h"
 #include "fakes/FixedFanHardwareController.h"
 #include "hardware/HwmonFanHardwareController.h"
+#include "platform/hwmon/UmockdevTestbed.h"
 #include "platform/linux/LibsensorsHwmonBus.h"
 #include "support/Clock.h"
 
@@ -21,12 +22,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <malloc.h>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <umockdev.h>
 #include <unistd.h>
 
 namespace windlark {
@@ -47,39 +46,6 @@ public:
 private:
     std::shared_ptr<HwmonBus> bus_;
 };
-
-class Testbed {
-public:
-    explicit Testbed(const std::string& record)
-        : testbed_(umockdev_testbed_new()) {
-        GError* error = nullptr;
-        isLoaded_ = umockdev_testbed_add_from_string(testbed_, record.c_str(), &error);
-        g_clear_error(&error);
-    }
-    ~Testbed() { g_object_unref(testbed_); }
-    Testbed(const Testbed&) = delete;
-    Testbed& operator=(const Testbed&) = delete;
-    Testbed()
-        : testbed_(umockdev_testbed_new())
-        , isLoaded_(true) {}
-    [[nodiscard]] bool isLoaded() const { return isLoaded_; }
-    [[nodiscard]] std::filesystem::path sysDirectory() const {
-        gchar* directory = umockdev_testbed_get_sys_dir(testbed_);
-        std::filesystem::path path(directory);
-        g_free(directory);
-        return path;
-    }
-
-private:
-    UMockdevTestbed* testbed_;
-    bool isLoaded_ = false;
-};
-
-std::string fixture(const char* name) {
-    std::ifstream stream(std::string(WINDLARK_SOURCE_DIR) + "/tests/fixtures/hwmon/" + name +
-                         ".umockdev");
-    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-}
 
 // 200 board chips, each with 45 temperatures and 5 fans; the first one carries the
 // package sensor so that the default is found by its label. Written straight into the
@@ -146,7 +112,8 @@ void readSnapshots(benchmark::State& state, Machine& machine) {
 }
 
 void oneReadingOnDesktop(benchmark::State& state) {
-    Testbed testbed(fixture("desktop"));
+    UmockdevTestbed testbed;
+    testbed.add(hwmonFixture("desktop"));
     std::ostringstream diagnostics;
     Machine machine = start(diagnostics);
     readSnapshots(state, machine);
@@ -157,7 +124,7 @@ BENCHMARK(oneReadingOnDesktop)
     ->ReportAggregatesOnly(true);
 
 void startOnLargeMachine(benchmark::State& state) {
-    Testbed testbed;
+    UmockdevTestbed testbed;
     writeLargeMachine(testbed.sysDirectory());
     std::ostringstream diagnostics;
     std::size_t fans = 0;
@@ -171,7 +138,7 @@ void startOnLargeMachine(benchmark::State& state) {
 BENCHMARK(startOnLargeMachine)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 void oneReadingOnLargeMachine(benchmark::State& state) {
-    Testbed testbed;
+    UmockdevTestbed testbed;
     writeLargeMachine(testbed.sysDirectory());
     std::ostringstream diagnostics;
     Machine machine = start(diagnostics);
@@ -184,7 +151,8 @@ BENCHMARK(oneReadingOnLargeMachine)
 
 // The heap in use after 100,000 readings, less what it was after the first 1,000.
 void heapOverManyReadings(benchmark::State& state) {
-    Testbed testbed(fixture("desktop"));
+    UmockdevTestbed testbed;
+    testbed.add(hwmonFixture("desktop"));
     std::ostringstream diagnostics;
     Machine machine = start(diagnostics);
     const WindlarkProfile profile = WindlarkProfile::balanced();
