@@ -3,67 +3,54 @@
 #include "helper/HelperConnection.h"
 
 #include <chrono>
-#include <deque>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace windlark {
 
-// A scripted helper transport. Each operation answers according to its script: at once,
-// from another thread after a delay, with a transport failure, or never (the handler is
-// then kept so a test can deliver the reply whenever it likes, e.g. after the client gave
-// up).
+// A scripted helper transport. Each operation answers according to its script: at once
+// (a reply or a transport failure), from another thread after a delay, or never (the
+// handler is then kept so a test can deliver the reply whenever it likes, e.g. after the
+// client gave up).
 class FakeHelperConnector final : public HelperConnector {
 public:
     enum class Operation { readStatus, resetToSystem, holdManualTargetLease };
 
     struct Script {
-        enum class Kind { reply, replyLater, hang, fail } kind = Kind::reply;
-        PropertyDictionary reply;
+        enum class Kind { now, later, hang } kind = Kind::hang;
+        HelperReply reply = PropertyDictionary{};
         std::chrono::milliseconds delay{0};
-        std::string error;
 
-        static Script now(PropertyDictionary dictionary) {
-            return {Kind::reply, std::move(dictionary), {}, {}};
+        static Script now(PropertyDictionary reply) { return {Kind::now, std::move(reply)}; }
+        static Script later(PropertyDictionary reply, std::chrono::milliseconds delay) {
+            return {Kind::later, std::move(reply), delay};
         }
-        static Script later(PropertyDictionary dictionary, std::chrono::milliseconds delay) {
-            return {Kind::replyLater, std::move(dictionary), delay, {}};
+        static Script hang() { return {}; }
+        static Script fail(std::string error) {
+            return {Kind::now, HelperReply::failure(std::move(error))};
         }
-        static Script hang() { return {Kind::hang, {}, {}, {}}; }
-        static Script fail(std::string error) { return {Kind::fail, {}, {}, std::move(error)}; }
     };
 
-    struct Call {
-        Operation operation;
-        std::optional<PropertyDictionary> request;
-    };
-
-    Script statusScript = Script::hang();
-    Script resetScript = Script::hang();
-    Script leaseScript = Script::hang();
+    Script statusScript, resetScript, leaseScript;
     std::optional<std::string> openError; // when set, no session opens
 
-    ~FakeHelperConnector() override {
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
-    }
-
     HelperSessionOpening openSession() override {
-        const std::lock_guard lock(mutex_);
         if (openError) {
             return {nullptr, openError};
         }
         return {std::make_unique<Session>(*this), std::nullopt};
     }
 
-    std::vector<Call> calls() const {
+    std::vector<Operation> operations() const {
         const std::lock_guard lock(mutex_);
-        return calls_;
+        return operations_;
+    }
+    std::vector<PropertyDictionary> leaseRequests() const {
+        const std::lock_guard lock(mutex_);
+        return leaseRequests_;
     }
     int sessionsClosed() const {
         const std::lock_guard lock(mutex_);
@@ -71,7 +58,7 @@ public:
     }
     // Delivers `reply` to every request that hung, as a helper answering late would.
     void deliverHeldReplies(const PropertyDictionary& reply) {
-        std::deque<HelperReplyHandler> handlers;
+        std::vector<HelperReplyHandler> handlers;
         {
             const std::lock_guard lock(mutex_);
             handlers.swap(held_);
@@ -82,65 +69,52 @@ public:
     }
 
 private:
-    class Session final : public HelperSession {
-    public:
-        explicit Session(FakeHelperConnector& owner)
-            : owner_(owner) {}
+    struct Session final : HelperSession {
+        explicit Session(FakeHelperConnector& connector)
+            : owner(connector) {}
         ~Session() override {
-            const std::lock_guard lock(owner_.mutex_);
-            ++owner_.sessionsClosed_;
+            const std::lock_guard lock(owner.mutex_);
+            ++owner.sessionsClosed_;
         }
         void readStatus(HelperReplyHandler reply) override {
-            owner_.handle({Operation::readStatus, std::nullopt}, owner_.statusScript,
-                          std::move(reply));
+            owner.handle(Operation::readStatus, owner.statusScript, std::move(reply));
         }
         void resetToSystem(HelperReplyHandler reply) override {
-            owner_.handle({Operation::resetToSystem, std::nullopt}, owner_.resetScript,
-                          std::move(reply));
+            owner.handle(Operation::resetToSystem, owner.resetScript, std::move(reply));
         }
         void holdManualTargetLease(const PropertyDictionary& request,
                                    HelperReplyHandler reply) override {
-            owner_.handle({Operation::holdManualTargetLease, request}, owner_.leaseScript,
-                          std::move(reply));
+            {
+                const std::lock_guard lock(owner.mutex_);
+                owner.leaseRequests_.push_back(request);
+            }
+            owner.handle(Operation::holdManualTargetLease, owner.leaseScript, std::move(reply));
         }
-
-    private:
-        FakeHelperConnector& owner_;
+        FakeHelperConnector& owner;
     };
 
-    void handle(Call call, const Script& script, HelperReplyHandler reply) {
-        {
-            const std::lock_guard lock(mutex_);
-            calls_.push_back(std::move(call));
-        }
-        switch (script.kind) {
-        case Script::Kind::reply:
-            reply(script.reply);
-            break;
-        case Script::Kind::replyLater: {
-            const std::lock_guard lock(mutex_);
+    void handle(Operation operation, const Script& script, HelperReplyHandler reply) {
+        std::unique_lock lock(mutex_);
+        operations_.push_back(operation);
+        if (script.kind == Script::Kind::hang) {
+            held_.push_back(std::move(reply));
+        } else if (script.kind == Script::Kind::later) {
             threads_.emplace_back([reply = std::move(reply), script] {
                 std::this_thread::sleep_for(script.delay);
                 reply(script.reply);
             });
-            break;
-        }
-        case Script::Kind::fail:
-            reply(HelperReply::failure(script.error));
-            break;
-        case Script::Kind::hang: {
-            const std::lock_guard lock(mutex_);
-            held_.push_back(std::move(reply));
-            break;
-        }
+        } else {
+            lock.unlock();
+            reply(script.reply);
         }
     }
 
     mutable std::mutex mutex_;
-    std::vector<Call> calls_;
-    std::deque<HelperReplyHandler> held_;
-    std::vector<std::thread> threads_;
+    std::vector<Operation> operations_;
+    std::vector<PropertyDictionary> leaseRequests_;
+    std::vector<HelperReplyHandler> held_;
     int sessionsClosed_ = 0;
+    std::vector<std::jthread> threads_; // last: joined before anything else goes
 };
 
 } // namespace windlark

@@ -12,43 +12,34 @@ namespace windlark {
 // authorisation was freed.
 class FakeHelperInstaller final : public HelperInstaller {
 public:
-    struct Log {
-        std::vector<std::string> steps;
-        int authorizationsFreed = 0;
-    };
-
-    bool authorizationSucceeds = true;
-    HelperAuthorizationStep failingStep = HelperAuthorizationStep::copyRights;
-    std::int32_t failureStatus = -60006;
+    std::optional<HelperAuthorizationAttempt> refusal; // when set, authorising fails so
     ServiceManagementOutcome removeOutcome{true, std::nullopt};
     ServiceManagementOutcome blessOutcome{true, std::nullopt};
-    std::shared_ptr<Log> log = std::make_shared<Log>();
+    std::vector<std::string> steps;
+    int authorizationsFreed = 0;
 
     HelperAuthorizationAttempt authorize() override {
-        log->steps.emplace_back("authorize");
-        if (!authorizationSucceeds) {
-            return {nullptr, failingStep, failureStatus};
+        steps.emplace_back("authorize");
+        if (refusal) {
+            return {nullptr, refusal->failedStep, refusal->status};
         }
         return {std::make_unique<Authorization>(*this), HelperAuthorizationStep::create, 0};
     }
 
 private:
-    class Authorization final : public HelperAuthorization {
-    public:
-        explicit Authorization(FakeHelperInstaller& owner)
-            : owner_(owner) {}
-        ~Authorization() override { ++owner_.log->authorizationsFreed; }
+    struct Authorization final : HelperAuthorization {
+        explicit Authorization(FakeHelperInstaller& installer)
+            : owner(installer) {}
+        ~Authorization() override { ++owner.authorizationsFreed; }
         ServiceManagementOutcome removeJob(std::string_view label) override {
-            owner_.log->steps.push_back("remove " + std::string(label));
-            return owner_.removeOutcome;
+            owner.steps.push_back("remove " + std::string(label));
+            return owner.removeOutcome;
         }
         ServiceManagementOutcome blessJob(std::string_view label) override {
-            owner_.log->steps.push_back("bless " + std::string(label));
-            return owner_.blessOutcome;
+            owner.steps.push_back("bless " + std::string(label));
+            return owner.blessOutcome;
         }
-
-    private:
-        FakeHelperInstaller& owner_;
+        FakeHelperInstaller& owner;
     };
 };
 

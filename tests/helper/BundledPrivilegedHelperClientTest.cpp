@@ -118,10 +118,8 @@ TEST(BundledPrivilegedHelperClient, HealthyHelperIsProbedAndItsResetPathProven) 
     EXPECT_EQ(health.xpcActivationPolicy().state,
               PrivilegedHelperXPCActivationState::activationAllowed);
 
-    const auto calls = machine.connector->calls();
-    ASSERT_EQ(calls.size(), 2U);
-    EXPECT_EQ(calls[0].operation, Operation::readStatus);
-    EXPECT_EQ(calls[1].operation, Operation::resetToSystem);
+    EXPECT_EQ(machine.connector->operations(),
+              (std::vector{Operation::readStatus, Operation::resetToSystem}));
     EXPECT_EQ(machine.connector->sessionsClosed(), 2); // every request has its own connection
 }
 
@@ -156,17 +154,15 @@ TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
          true},
     };
     for (const Case& item : cases) {
+        SCOPED_TRACE(item.name);
         Machine machine;
         item.change(machine);
         const PrivilegedHelperHealth health = machine.client().readHealth();
-        EXPECT_EQ(health.isPrivilegedInstallVerified, item.verified) << item.name;
-        EXPECT_EQ(health.hasTrustedProvenance, item.trusted) << item.name;
+        EXPECT_EQ(health.isPrivilegedInstallVerified, item.verified);
+        EXPECT_EQ(health.hasTrustedProvenance, item.trusted);
         // An untrusted helper is never contacted.
-        if (!item.trusted) {
-            EXPECT_TRUE(machine.connector->calls().empty()) << item.name;
-            EXPECT_FALSE(health.hasHeartbeat) << item.name;
-            EXPECT_FALSE(health.resetCommandAccepted) << item.name;
-        }
+        EXPECT_EQ(machine.connector->operations().empty(), !item.trusted);
+        EXPECT_EQ(health.hasHeartbeat, item.trusted);
     }
 }
 
@@ -197,7 +193,7 @@ TEST(BundledPrivilegedHelperClient, NoBundledHelperIsUnavailable) {
     Machine machine;
     machine.host->executableFiles = {installedHelper};
     EXPECT_EQ(machine.client().readHealth(), PrivilegedHelperHealth::unavailable());
-    EXPECT_TRUE(machine.connector->calls().empty());
+    EXPECT_TRUE(machine.connector->operations().empty());
 }
 
 TEST(BundledPrivilegedHelperClient, ProbeAnswersDecideHeartbeatResetAndWriteGate) {
@@ -220,14 +216,15 @@ TEST(BundledPrivilegedHelperClient, ProbeAnswersDecideHeartbeatResetAndWriteGate
         {"reset hangs", Script::now(liveStatus()), Script::hang(), true, false, true, 2},
     };
     for (const Case& item : cases) {
+        SCOPED_TRACE(item.name);
         Machine machine;
         machine.connector->statusScript = item.status;
         machine.connector->resetScript = item.reset;
         const PrivilegedHelperHealth health = machine.client().readHealth();
-        EXPECT_EQ(health.hasHeartbeat, item.heartbeat) << item.name;
-        EXPECT_EQ(health.resetCommandAccepted, item.resetAccepted) << item.name;
-        EXPECT_EQ(health.fanWritesEnabled, item.fanWrites) << item.name;
-        EXPECT_EQ(machine.connector->calls().size(), item.calls) << item.name;
+        EXPECT_EQ(health.hasHeartbeat, item.heartbeat);
+        EXPECT_EQ(health.resetCommandAccepted, item.resetAccepted);
+        EXPECT_EQ(health.fanWritesEnabled, item.fanWrites);
+        EXPECT_EQ(machine.connector->operations().size(), item.calls);
     }
 }
 
@@ -248,18 +245,17 @@ TEST(BundledPrivilegedHelperClient, ResetMessages) {
         {"never", Script::hang(), false, "Timed out waiting for helper reset."},
     };
     for (const Case& item : cases) {
+        SCOPED_TRACE(item.name);
+        const bool hangs = item.script.kind == Script::Kind::hang;
         Machine machine;
-        machine.configuration.timeouts.reset = 2s; // generous: the late reply must make it
-        if (item.script.kind == Script::Kind::hang) {
-            machine.configuration.timeouts.reset = 20ms;
-        }
+        // Generous unless nothing comes: the late reply must make it.
+        machine.configuration.timeouts.reset = hangs ? 20ms : 2s;
         machine.connector->resetScript = item.script;
         const PrivilegedHelperActionResult result = machine.client().resetToSystem();
-        EXPECT_EQ(result.isSuccess, item.success) << item.name;
-        EXPECT_EQ(result.message, item.message) << item.name;
+        EXPECT_EQ(result.isSuccess, item.success);
+        EXPECT_EQ(result.message, item.message);
         // The reply is attached whether it pleased us or not; a time-out has none.
-        EXPECT_EQ(result.dictionary.has_value(), item.script.kind != Script::Kind::hang)
-            << item.name;
+        EXPECT_EQ(result.dictionary.has_value(), !hangs);
     }
 }
 
@@ -273,13 +269,11 @@ TEST(BundledPrivilegedHelperClient, LeaseRequestsAndReplies) {
     result = machine.client().renewCurveTargetLease(2000.0, 15);
     EXPECT_TRUE(result.isSuccess);
 
-    const auto calls = machine.connector->calls();
-    ASSERT_EQ(calls.size(), 2U);
-    EXPECT_EQ(WindlarkManualTargetLeaseRequest::fromDictionary(*calls[0].request),
-              (WindlarkManualTargetLeaseRequest{0, 2400.0, 5, "app-manual-target-lease"}));
-    const auto renewal = WindlarkManualTargetLeaseRequest::fromDictionary(*calls[1].request);
-    EXPECT_EQ(renewal, (WindlarkManualTargetLeaseRequest{0, 2000.0, 15, "app-curve-renewal"}));
-    EXPECT_TRUE(renewal->isCurveRenewal());
+    EXPECT_EQ(
+        machine.connector->leaseRequests(),
+        (std::vector{
+            WindlarkManualTargetLeaseRequest{0, 2400.0, 5, "app-manual-target-lease"}.dictionary(),
+            WindlarkManualTargetLeaseRequest{0, 2000.0, 15, "app-curve-renewal"}.dictionary()}));
 
     struct Case {
         const char* name;
@@ -295,12 +289,12 @@ TEST(BundledPrivilegedHelperClient, LeaseRequestsAndReplies) {
     };
     for (const Case& item : cases) {
         machine.connector->leaseScript = Script::now(item.reply);
-        result = machine.client().holdManualTargetLease(2400.0, 5);
-        EXPECT_EQ(result.isSuccess, item.accepted) << item.name;
-        EXPECT_EQ(result.message,
-                  item.accepted ? "Helper fan lease accepted." : "Helper fan lease rejected.")
+        EXPECT_EQ(machine.client().holdManualTargetLease(2400.0, 5),
+                  (PrivilegedHelperActionResult{item.accepted,
+                                                item.accepted ? "Helper fan lease accepted."
+                                                              : "Helper fan lease rejected.",
+                                                item.reply}))
             << item.name;
-        EXPECT_EQ(result.dictionary, item.reply) << item.name;
     }
 }
 
@@ -342,49 +336,44 @@ TEST(BundledPrivilegedHelperClient, SilentHelperCostsExactlyTheTimeoutAndLateRep
     }
 }
 
-TEST(BundledPrivilegedHelperClient, ConnectionFailuresAndTheCompileTimeLock) {
-    Machine machine;
-    machine.connector->openError = "Could not create typed XPC proxy.";
-    EXPECT_EQ(machine.client().resetToSystem().message, "Could not create typed XPC proxy.");
-    EXPECT_EQ(machine.client().renewCurveTargetLease(2000, 15).message,
-              "Could not create typed XPC proxy.");
-    EXPECT_FALSE(machine.client().readHealth().hasHeartbeat);
-
-    // A connection refused or invalidated after it opened ends the wait at once, with the
-    // transport's own words.
-    Machine refused;
-    refused.configuration.timeouts = {5s, 5s, 5s, 5s};
-    const char* invalidated = "The connection was invalidated.";
-    refused.connector->statusScript = Script::fail(invalidated);
-    refused.connector->resetScript = Script::fail(invalidated);
-    refused.connector->leaseScript = Script::fail(invalidated);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(refused.client().resetToSystem(), PrivilegedHelperActionResult::failure(invalidated));
-    EXPECT_EQ(refused.client().holdManualTargetLease(2000, 5),
-              PrivilegedHelperActionResult::failure(invalidated));
-    EXPECT_FALSE(refused.client().readHealth().hasHeartbeat);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
-
-    Machine noTransport;
-    noTransport.connector = nullptr;
-    EXPECT_EQ(noTransport.client().resetToSystem(),
-              PrivilegedHelperActionResult::failure("Could not create XPC connection."));
-    EXPECT_EQ(noTransport.client().holdManualTargetLease(2000, 5).message,
-              "Could not create XPC connection.");
-
-    Machine locked;
-    locked.configuration.isConnectionEnabled = false;
-    BundledPrivilegedHelperClient mutableClient = locked.client();
-    for (const PrivilegedHelperActionResult& result :
-         {mutableClient.resetToSystem(), mutableClient.holdManualTargetLease(2000, 5),
-          mutableClient.renewCurveTargetLease(2000, 15)}) {
-        EXPECT_EQ(result, PrivilegedHelperActionResult::failure("XPC connection is disabled."));
+// Every way of not reaching the helper fails each request at once, with its own words.
+TEST(BundledPrivilegedHelperClient, UnreachableHelperFailsEveryRequestAtOnce) {
+    const std::string_view disabled = "XPC connection is disabled.";
+    const std::vector<std::pair<std::string_view, void (*)(Machine&)>> cases = {
+        {"Could not create typed XPC proxy.",
+         [](Machine& m) { m.connector->openError = "Could not create typed XPC proxy."; }},
+        // Refused or invalidated after it opened: the transport's own words.
+        {"The connection was invalidated.",
+         [](Machine& m) {
+             m.connector->statusScript = m.connector->resetScript = m.connector->leaseScript =
+                 Script::fail("The connection was invalidated.");
+         }},
+        {"Could not create XPC connection.", [](Machine& m) { m.connector = nullptr; }},
+        {disabled, [](Machine& m) { m.configuration.isConnectionEnabled = false; }},
+    };
+    for (const auto& [message, breakConnection] : cases) {
+        SCOPED_TRACE(message);
+        Machine machine;
+        machine.configuration.timeouts = {5s, 5s, 5s, 5s};
+        const auto connector = machine.connector;
+        breakConnection(machine);
+        BundledPrivilegedHelperClient client = machine.client();
+        const auto start = std::chrono::steady_clock::now();
+        for (const PrivilegedHelperActionResult& result :
+             {client.resetToSystem(), client.holdManualTargetLease(2000, 5),
+              client.renewCurveTargetLease(2000, 15)}) {
+            EXPECT_EQ(result, PrivilegedHelperActionResult::failure(std::string(message)));
+        }
+        const PrivilegedHelperHealth health = client.readHealth();
+        EXPECT_FALSE(health.hasHeartbeat);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+        // The compile-time lock shows in the health, and with it nothing is even tried.
+        EXPECT_EQ(health.isXPCConnectionEnabled, message != disabled);
+        EXPECT_EQ(health.detail.find("xpc disabled") != std::string::npos, message == disabled);
+        if (message == disabled) {
+            EXPECT_TRUE(connector->operations().empty());
+        }
     }
-    const PrivilegedHelperHealth health = mutableClient.readHealth();
-    EXPECT_FALSE(health.hasHeartbeat);
-    EXPECT_FALSE(health.isXPCConnectionEnabled);
-    EXPECT_NE(health.detail.find("xpc disabled"), std::string::npos);
-    EXPECT_TRUE(locked.connector->calls().empty());
 }
 
 TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
@@ -426,8 +415,8 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
             << item.name;
         std::vector<std::string> steps = allSteps;
         steps.resize(item.steps);
-        EXPECT_EQ(machine.installer->log->steps, steps) << item.name;
-        EXPECT_EQ(machine.installer->log->authorizationsFreed, 1) << item.name;
+        EXPECT_EQ(machine.installer->steps, steps) << item.name;
+        EXPECT_EQ(machine.installer->authorizationsFreed, 1) << item.name;
     }
 
     // Refused authorisation: nothing to free, no job touched.
@@ -436,13 +425,11 @@ TEST(BundledPrivilegedHelperClient, InstallRemovesTheOldJobThenBlesses) {
           std::tuple{HelperAuthorizationStep::copyRights, -60006,
                      "AuthorizationCopyRights failed: -60006"}}) {
         Machine machine;
-        machine.installer->authorizationSucceeds = false;
-        machine.installer->failingStep = step;
-        machine.installer->failureStatus = status;
+        machine.installer->refusal = HelperAuthorizationAttempt{nullptr, step, status};
         EXPECT_EQ(machine.client().installPrivilegedHelper(),
                   PrivilegedHelperActionResult::failure(message));
-        EXPECT_EQ(machine.installer->log->steps, std::vector<std::string>{"authorize"});
-        EXPECT_EQ(machine.installer->log->authorizationsFreed, 0);
+        EXPECT_EQ(machine.installer->steps, std::vector<std::string>{"authorize"});
+        EXPECT_EQ(machine.installer->authorizationsFreed, 0);
     }
 
     Machine noInstaller;
@@ -457,14 +444,14 @@ TEST(PrivilegedHelperClient, DefaultActionsFailWithoutDoingAnything) {
             return PrivilegedHelperHealth::unavailable();
         }
     } client;
-    EXPECT_EQ(client.installPrivilegedHelper().message,
-              "Privileged helper install is unavailable.");
-    EXPECT_EQ(client.resetToSystem().message, "Privileged helper reset is unavailable.");
-    EXPECT_EQ(client.holdManualTargetLease(2000, 5).message,
-              "Privileged helper fan control is unavailable.");
-    EXPECT_EQ(client.renewCurveTargetLease(2000, 15).message,
-              "Privileged helper curve renewal is unavailable.");
-    EXPECT_FALSE(client.resetToSystem().isSuccess);
+    using Result = PrivilegedHelperActionResult;
+    EXPECT_EQ(client.installPrivilegedHelper(),
+              Result::failure("Privileged helper install is unavailable."));
+    EXPECT_EQ(client.resetToSystem(), Result::failure("Privileged helper reset is unavailable."));
+    EXPECT_EQ(client.holdManualTargetLease(2000, 5),
+              Result::failure("Privileged helper fan control is unavailable."));
+    EXPECT_EQ(client.renewCurveTargetLease(2000, 15),
+              Result::failure("Privileged helper curve renewal is unavailable."));
 }
 
 TEST(PrivilegedHelperActionResult, LinesSortTheReplyKeys) {

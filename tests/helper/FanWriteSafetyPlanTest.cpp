@@ -1,5 +1,6 @@
 #include "helper/FanWriteSafetyPlan.h"
 
+#include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
 #include <set>
@@ -38,7 +39,7 @@ TEST(FanWriteSafetyPlan, StatusFollowsTheFirstFailingStage) {
         FanHardwareCapabilities capabilities;
         Flags flags;
         Status expected;
-        std::size_t unsatisfied;
+        std::ptrdiff_t unsatisfied;
     };
     const std::vector<Case> cases = {
         {"supported but zero fans",
@@ -68,11 +69,10 @@ TEST(FanWriteSafetyPlan, StatusFollowsTheFirstFailingStage) {
         EXPECT_EQ(result.title, title(item.expected)) << item.name;
         EXPECT_EQ(result.detail, detail(item.expected)) << item.name;
         ASSERT_EQ(result.requirements.size(), 11U) << item.name;
-        std::size_t unsatisfied = 0;
-        for (const auto& requirement : result.requirements) {
-            unsatisfied += requirement.isSatisfied ? 0U : 1U;
-        }
-        EXPECT_EQ(unsatisfied, item.unsatisfied) << item.name;
+        EXPECT_EQ(std::ranges::count_if(result.requirements,
+                                        [](const auto& each) { return !each.isSatisfied; }),
+                  item.unsatisfied)
+            << item.name;
     }
 }
 

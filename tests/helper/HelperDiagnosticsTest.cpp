@@ -76,38 +76,27 @@ TEST(HelperDiagnostics, TargetSelection) {
 }
 
 TEST(HelperDiagnostics, PreflightOfAnUnbundledHelper) {
-    const std::vector<std::string> expected = {
-        "helperLabel=com.quillmoor.WindlarkMac.Helper",
-        "helperPath=nil",
-        "helperBundled=false",
-        "helperSignatureValid=false",
-        "helperSigningIdentifier=nil",
-        "helperTeamIdentifier=nil",
-        "helperAppRequirement=nil",
-        "helperClientRequirement=nil",
-        "helperBlessMetadata=false",
-        "helperServiceManagementStatus=nil",
-        "helperXPCServiceName=com.quillmoor.WindlarkMac.Helper",
-        "helperXPCInterfaceName=WindlarkPrivilegedHelperXPCProtocol",
-        "helperXPCProtocolVersion=2",
-        "helperXPCListener=launchd-mach-service",
-        "helperXPCConnection=enabled",
-        "helperXPCRequestTimeoutSeconds=2",
-        "helperXPCResetTimeoutSeconds=8",
-        "helperXPCConnectionEnabled=true",
-        "helperXPCActivationState=unavailable",
-        "helperXPCContractReady=false",
-        "helperXPCActivationAllowed=false",
-        "helperXPCActivationBlockers=bundled helper, valid helper signature, ServiceManagement "
-        "helper metadata, privileged helper install verified, trusted helper provenance",
-        "helperPrivilegedInstallVerified=false",
-        "helperTrustedProvenance=false",
-        "helperHeartbeat=false",
-        "helperResetAccepted=false",
-        "helperFanWritesEnabled=false",
-        "helperDetail=Helper executable is not bundled.",
-    };
-    EXPECT_EQ(HelperDiagnostics::preflightLines(PrivilegedHelperHealth::unavailable()), expected);
+    EXPECT_EQ(
+        HelperDiagnostics::preflightLines(PrivilegedHelperHealth::unavailable()),
+        splitLines(
+            "helperLabel=com.quillmoor.WindlarkMac.Helper\nhelperPath=nil\n"
+            "helperBundled=false\nhelperSignatureValid=false\n"
+            "helperSigningIdentifier=nil\nhelperTeamIdentifier=nil\n"
+            "helperAppRequirement=nil\nhelperClientRequirement=nil\n"
+            "helperBlessMetadata=false\nhelperServiceManagementStatus=nil\n"
+            "helperXPCServiceName=com.quillmoor.WindlarkMac.Helper\n"
+            "helperXPCInterfaceName=WindlarkPrivilegedHelperXPCProtocol\n"
+            "helperXPCProtocolVersion=2\nhelperXPCListener=launchd-mach-service\n"
+            "helperXPCConnection=enabled\nhelperXPCRequestTimeoutSeconds=2\n"
+            "helperXPCResetTimeoutSeconds=8\nhelperXPCConnectionEnabled=true\n"
+            "helperXPCActivationState=unavailable\nhelperXPCContractReady=false\n"
+            "helperXPCActivationAllowed=false\n"
+            "helperXPCActivationBlockers=bundled helper, valid helper signature, ServiceManagement "
+            "helper metadata, privileged helper install verified, trusted helper provenance\n"
+            "helperPrivilegedInstallVerified=false\nhelperTrustedProvenance=false\n"
+            "helperHeartbeat=false\nhelperResetAccepted=false\n"
+            "helperFanWritesEnabled=false\n"
+            "helperDetail=Helper executable is not bundled.\n"));
 }
 
 struct CommandRun {

@@ -16,10 +16,11 @@ using namespace std::chrono_literals;
 constexpr const char* machineJson = R"({
   "model": "Mac16,10",
   "smc": {
-    "FNum": { "type": "ui8", "value": 1 },
-    "F0Mn": { "type": "flt", "value": 1000 },
-    "F0Mx": { "type": "flt", "value": 4900 },
-    "F0Ac": { "type": "flt", "value": 1650 }
+    "FNum": { "type": "ui8", "value": 2 },
+    "F0Mn": { "type": "flt", "value": 1000 }, "F0Mx": { "type": "flt", "value": 4900 },
+    "F0Ac": { "type": "flt", "value": 1650 },
+    "F1Mn": { "type": "flt", "value": 1000 }, "F1Mx": { "type": "flt", "value": 4900 },
+    "F1Ac": { "type": "flt", "value": 1650 }
   }
 })";
 
@@ -57,14 +58,13 @@ TEST(SimulatedHelper, ParsesTheMachineFileSection) {
         R"({"helper": {"hangs": true, "heartbeat": false, "fanWrites": "disabled",
                        "teamIdentifier": null, "maximumLeaseSeconds": 30,
                        "holdSettleSeconds": 0.5, "renewalSettleSeconds": 0}})"));
-    ASSERT_TRUE(custom.configuration);
-    EXPECT_TRUE(custom.configuration->hangs);
-    EXPECT_FALSE(custom.configuration->hasHeartbeat);
-    EXPECT_FALSE(custom.configuration->isFanWriteGateOpen);
-    EXPECT_EQ(custom.configuration->teamIdentifier, std::nullopt);
-    EXPECT_EQ(custom.configuration->maximumLeaseSeconds, 30);
-    EXPECT_EQ(custom.configuration->holdSettleSeconds, 0.5);
-    EXPECT_EQ(custom.configuration->renewalSettleSeconds, 0.0);
+    EXPECT_EQ(custom.configuration, (SimulatedHelperConfiguration{.teamIdentifier = std::nullopt,
+                                                                  .hasHeartbeat = false,
+                                                                  .isFanWriteGateOpen = false,
+                                                                  .hangs = true,
+                                                                  .maximumLeaseSeconds = 30,
+                                                                  .holdSettleSeconds = 0.5,
+                                                                  .renewalSettleSeconds = 0.0}));
 
     const std::vector<std::pair<const char*, const char*>> broken = {
         {R"({"helper": []})", "helper must be an object"},
@@ -124,25 +124,16 @@ TEST(SimulatedHelper, LeaseMovesTheFanAndLapses) {
 }
 
 TEST(SimulatedHelper, ResetGivesEveryHeldFanBack) {
-    const auto clock = std::make_shared<ManualClock>();
-    const auto machine = SimulatedMachine::parse(R"({"smc": {
-        "FNum": { "type": "ui8", "value": 2 },
-        "F0Mn": { "type": "flt", "value": 1000 }, "F0Mx": { "type": "flt", "value": 4900 },
-        "F0Ac": { "type": "flt", "value": 1650 },
-        "F1Mn": { "type": "flt", "value": 1000 }, "F1Mx": { "type": "flt", "value": 4900 },
-        "F1Ac": { "type": "flt", "value": 1650 }}})",
-                                                 clock)
-                             .machine;
-    ASSERT_TRUE(machine);
-    SimulatedHelper helper(Rig::quick(), machine);
+    Rig rig;
+    SimulatedHelper helper(Rig::quick(), rig.machine);
     const WindlarkManualTargetLeaseRequest second{1, 4000.0, 60, "manual-target-lease"};
     ASSERT_EQ(helper.holdManualTargetLease(second.dictionary()).boolean("accepted"), true);
-    clock->advance(5.0);
-    ASSERT_GT(*machine->fanSpeed(1), 3000.0);
+    rig.clock->advance(5.0);
+    ASSERT_GT(*rig.machine->fanSpeed(1), 3000.0);
 
     EXPECT_EQ(*helper.resetToSystem().string("resetToSystem"), "accepted");
-    clock->advance(10.0); // well inside the lease that the reset cancelled
-    EXPECT_LT(*machine->fanSpeed(1), 1700.0);
+    rig.clock->advance(10.0); // well inside the lease that the reset cancelled
+    EXPECT_LT(*rig.machine->fanSpeed(1), 1700.0);
     EXPECT_EQ(*helper.resetToSystem().string("resetToSystem"), "noop");
 }
 
