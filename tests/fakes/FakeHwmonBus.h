@@ -37,11 +37,9 @@ public:
     }
     void addFan(HwmonChip& chip, const std::string& channel, const std::string& rpm) {
         const std::string input = chip.hwmonPath + "/" + channel + "_input";
-        HwmonFanChannel fan;
-        fan.channel = channel;
-        fan.label = channel;
+        HwmonFanChannel& fan = chip.fans.emplace_back();
+        fan.channel = fan.label = channel;
         fan.inputPath = input;
-        chip.fans.push_back(fan);
         files[input] = HwmonAttributeRead::text(rpm + "\n");
     }
 };

@@ -6,9 +6,20 @@
 namespace windlark {
 namespace {
 
+using Caps = FanHardwareCapabilities;
+using Status = FanHardwareSupportStatus;
+constexpr std::nullopt_t none = std::nullopt;
+
 FanHardwareFan fan(int index, std::optional<double> minimum, std::optional<double> maximum,
-                   std::optional<double> current = std::nullopt) {
-    return {index, "Fan " + std::to_string(index), minimum, maximum, current, "test"};
+                   std::optional<double> current = none, std::string source = "test") {
+    return {index, "Fan " + std::to_string(index), minimum, maximum, current, std::move(source)};
+}
+
+// The record as given, past the normalising initialiser.
+Caps caps(int count, std::optional<double> minimum, std::optional<double> maximum,
+          std::optional<double> current, std::string source, std::vector<FanHardwareFan> fans,
+          Status status = Status::supported) {
+    return {count, minimum, maximum, current, std::move(source), std::move(fans), status};
 }
 
 // Capabilities that know only their fans; the aggregates come from the list.
@@ -19,37 +30,25 @@ FanHardwareCapabilities fromFans(std::vector<FanHardwareFan> fans) {
 
 TEST(FanHardwareCapabilities, NormalisingInitialiserFillsAggregatesAndLegacyFans) {
     // Legacy fans: only fan 0 carries the live RPM.
-    const auto legacy = FanHardwareCapabilities::make(2, 1000.0, 5000.0, 1500.0, "smc");
-    ASSERT_EQ(legacy.fans.size(), 2U);
-    EXPECT_EQ(legacy.fans[1].displayName, "Fan 1");
-    EXPECT_EQ(legacy.fans[0].currentRPM, 1500.0);
-    EXPECT_EQ(legacy.fans[1].currentRPM, std::nullopt);
-    EXPECT_EQ(legacy.fans[1].minimumRPM, 1000.0);
-    EXPECT_EQ(legacy.supportStatus, FanHardwareSupportStatus::supported);
+    const std::vector legacyFans{fan(0, 1000.0, 5000.0, 1500.0, "smc"),
+                                 fan(1, 1000.0, 5000.0, none, "smc")};
+    EXPECT_EQ(Caps::make(2, 1000.0, 5000.0, 1500.0, "smc"),
+              caps(2, 1000.0, 5000.0, 1500.0, "smc", legacyFans));
 
     // Aggregates from the fans: smallest minimum, largest maximum, first current reading.
-    const auto derived = fromFans(
-        {fan(0, 1300.0, 3700.0), fan(1, 1200.0, 4200.0, 1380.0), fan(2, 1500.0, 3000.0, 999.0)});
-    EXPECT_EQ(derived.fanCount, 3);
-    EXPECT_EQ(derived.minimumRPM, 1200.0);
-    EXPECT_EQ(derived.maximumRPM, 4200.0);
-    EXPECT_EQ(derived.currentRPM, 1380.0);
+    const std::vector fans{fan(0, 1300.0, 3700.0), fan(1, 1200.0, 4200.0, 1380.0),
+                           fan(2, 1500.0, 3000.0, 999.0)};
+    EXPECT_EQ(fromFans(fans), caps(3, 1200.0, 4200.0, 1380.0, "smc", fans));
 
     // A larger given count wins over the list; given aggregates are kept as given.
-    const auto given = FanHardwareCapabilities::make(4, 10.0, std::nullopt, std::nullopt, "x",
-                                                     {fan(0, 1300.0, 3700.0)});
-    EXPECT_EQ(given.fanCount, 4);
-    EXPECT_EQ(given.minimumRPM, 10.0);
-    EXPECT_EQ(given.maximumRPM, 3700.0);
+    EXPECT_EQ(Caps::make(4, 10.0, none, none, "x", {fans[0]}),
+              caps(4, 10.0, 3700.0, none, "x", {fans[0]}));
 
-    const auto none =
-        FanHardwareCapabilities::make(0, std::nullopt, std::nullopt, std::nullopt, "x");
-    EXPECT_EQ(none.supportStatus, FanHardwareSupportStatus::unavailable);
-    EXPECT_TRUE(none.fans.empty());
-
-    const auto unavailable = FanHardwareCapabilities::unavailable();
-    EXPECT_EQ(unavailable.source, "Hardware range unavailable");
-    EXPECT_EQ(unavailable.fanCount, 0);
+    EXPECT_EQ(Caps::make(0, none, none, none, "x"),
+              caps(0, none, none, none, "x", {}, Status::unavailable));
+    const auto unavailable = Caps::unavailable();
+    EXPECT_EQ(unavailable,
+              caps(0, none, none, none, "Hardware range unavailable", {}, Status::unavailable));
     EXPECT_EQ(unavailable.detailText(), "Hardware range unavailable");
     EXPECT_EQ(unavailable.rangeText(), "Unavailable");
 }
@@ -90,8 +89,8 @@ TEST(FanHardwareCapabilities, RangeAndDetailTexts) {
     EXPECT_EQ(withoutLive.detailText(), "1 fan, smc");
     EXPECT_EQ(withoutLive.rangeText(), "1000 RPM - 2000 RPM");
 
-    const auto unsupported = FanHardwareCapabilities::make(
-        0, 1.0, 2.0, std::nullopt, "x", {}, FanHardwareSupportStatus::unsupportedNoFan);
+    const auto unsupported =
+        FanHardwareCapabilities::make(0, 1.0, 2.0, std::nullopt, "x", {}, Status::unsupportedNoFan);
     EXPECT_EQ(unsupported.rangeText(), "Unsupported");
     EXPECT_EQ(unsupported.detailText(), "This Mac has no controllable fan.");
 
@@ -99,48 +98,33 @@ TEST(FanHardwareCapabilities, RangeAndDetailTexts) {
     auto bare = FanHardwareCapabilities::make(1, 1000.0, 2000.0, std::nullopt, "x");
     bare.fans.clear();
     EXPECT_TRUE(bare.hasRPMAxis());
-    bare.supportStatus = FanHardwareSupportStatus::unavailable;
+    bare.supportStatus = Status::unavailable;
     EXPECT_FALSE(bare.hasRPMAxis());
 }
 
 TEST(FanHardwareCapabilities, ProbeOutputParsing) {
     // Only fan1MinimumRPM of the fan keys: one fan, index 1, count still 2.
-    auto partial =
-        FanHardwareCapabilities::fromProbeOutput("fanCount=2\nfan1MinimumRPM=1200\nsource=admin\n");
-    ASSERT_TRUE(partial);
-    EXPECT_EQ(partial->fanCount, 2);
-    ASSERT_EQ(partial->fans.size(), 1U);
-    EXPECT_EQ(partial->fans[0].index, 1);
-    EXPECT_EQ(partial->fans[0].displayName, "Fan 1");
-    EXPECT_EQ(partial->fans[0].source, "admin");
-    EXPECT_EQ(partial->minimumRPM, 1200.0);
+    EXPECT_EQ(Caps::fromProbeOutput("fanCount=2\nfan1MinimumRPM=1200\nsource=admin\n"),
+              caps(2, 1200.0, none, none, "admin", {fan(1, 1200.0, none, none, "admin")}));
 
-    auto unsupported =
-        FanHardwareCapabilities::fromProbeOutput("fanCount=0\nsupportStatus=unsupportedNoFan");
+    auto unsupported = Caps::fromProbeOutput("fanCount=0\nsupportStatus=unsupportedNoFan");
     ASSERT_TRUE(unsupported);
     EXPECT_EQ(unsupported->rangeText(), "Unsupported");
-    EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput("fanCount=0\nsupportStatus=Supported")
-                  ->supportStatus,
-              FanHardwareSupportStatus::unavailable);
+    EXPECT_EQ(Caps::fromProbeOutput("fanCount=0\nsupportStatus=Supported")->supportStatus,
+              Status::unavailable);
 
     // Skip rules: nothing on one side of "=", no "=", later keys overwrite, values keep "=".
-    auto messy = FanHardwareCapabilities::fromProbeOutput(
-        "garbage\n=5\nminimumRPM=\n\nfanCount=9\nfanCount=1\nminimumRPM=nil\nmaximumRPM=4e3\n"
-        "detail=a=b\nfan0Name=Left fan\nfan0CurrentRPM=abc\n");
-    ASSERT_TRUE(messy);
-    EXPECT_EQ(messy->fanCount, 1);
-    EXPECT_EQ(messy->minimumRPM, std::nullopt);
-    EXPECT_EQ(messy->maximumRPM, 4000.0);
-    EXPECT_EQ(messy->source, "a=b");
-    ASSERT_EQ(messy->fans.size(), 1U);
-    EXPECT_EQ(messy->fans[0].displayName, "Left fan");
-    EXPECT_EQ(messy->fans[0].currentRPM, std::nullopt);
     // The fan's source falls back to "source" only, never to "detail".
-    EXPECT_EQ(messy->fans[0].source, "Hardware probe");
+    EXPECT_EQ(
+        Caps::fromProbeOutput("garbage\n=5\nminimumRPM=\n\nfanCount=9\nfanCount=1\n"
+                              "minimumRPM=nil\nmaximumRPM=4e3\ndetail=a=b\nfan0Name=Left fan\n"
+                              "fan0CurrentRPM=abc\n"),
+        caps(1, none, 4000.0, none, "a=b",
+             {FanHardwareFan{0, "Left fan", none, none, none, "Hardware probe"}}));
 
     for (const char* bad : {"fanCount= 1", "fanCount=1.0", "fanCount=", "minimumRPM=1",
                             "fanCount=99999999999999999999", "fanCount=1025"}) {
-        EXPECT_FALSE(FanHardwareCapabilities::fromProbeOutput(bad)) << bad;
+        EXPECT_FALSE(Caps::fromProbeOutput(bad)) << bad;
     }
     // Up to 1024 fans are believed; any negative count means none, however negative.
     const struct {
@@ -149,22 +133,18 @@ TEST(FanHardwareCapabilities, ProbeOutputParsing) {
         std::size_t expectedFans;
         FanHardwareSupportStatus expectedStatus;
     } counts[] = {
-        {"fanCount=1024", 1024, 1024, FanHardwareSupportStatus::supported},
-        {"fanCount=-1\nfan0Name=A", 0, 0, FanHardwareSupportStatus::unavailable},
-        {"fanCount=-5000", 0, 0, FanHardwareSupportStatus::unavailable},
-        {"fanCount=-9223372036854775808", 0, 0, FanHardwareSupportStatus::unavailable},
+        {"fanCount=1024", 1024, 1024, Status::supported},
+        {"fanCount=-1\nfan0Name=A", 0, 0, Status::unavailable},
+        {"fanCount=-5000", 0, 0, Status::unavailable},
+        {"fanCount=-9223372036854775808", 0, 0, Status::unavailable},
         // Fan keys with indices far beyond the count (once an overflow) are ignored.
-        {"fanCount=2\nfan9223372036854775807Name=x\nfan1Name=B", 2, 1,
-         FanHardwareSupportStatus::supported},
-        {"fanCount=2\nfan9223372036854775807MinimumRPM=1", 2, 2,
-         FanHardwareSupportStatus::supported},
-        {"fanCount=1024\nfan99999999999999999999Name=x\nfan0Name=A", 1024, 1,
-         FanHardwareSupportStatus::supported},
-        {"fanCount=3\nfan-9223372036854775808Name=x\nfan2CurrentRPM=1400", 3, 1,
-         FanHardwareSupportStatus::supported},
+        {"fanCount=2\nfan9223372036854775807Name=x\nfan1Name=B", 2, 1, Status::supported},
+        {"fanCount=2\nfan9223372036854775807MinimumRPM=1", 2, 2, Status::supported},
+        {"fanCount=1024\nfan99999999999999999999Name=x\nfan0Name=A", 1024, 1, Status::supported},
+        {"fanCount=3\nfan-9223372036854775808Name=x\nfan2CurrentRPM=1400", 3, 1, Status::supported},
     };
     for (const auto& c : counts) {
-        const auto parsed = FanHardwareCapabilities::fromProbeOutput(c.report);
+        const auto parsed = Caps::fromProbeOutput(c.report);
         ASSERT_TRUE(parsed) << c.report;
         EXPECT_EQ(parsed->fanCount, c.expectedCount) << c.report;
         EXPECT_EQ(parsed->fans.size(), c.expectedFans) << c.report;
@@ -177,34 +157,28 @@ TEST(FanHardwareCapabilities, ProbeOutputParsing) {
              {"fanCount=1", "minimumRPM=1000", "maximumRPM=4900", "source=smc"}) {
             report.append(line).append(lineEnd);
         }
-        const auto crReport = FanHardwareCapabilities::fromProbeOutput(report);
+        const auto crReport = Caps::fromProbeOutput(report);
         ASSERT_TRUE(crReport) << "line end " << static_cast<int>(lineEnd[1]);
         EXPECT_EQ(crReport->maximumRPM, 4900.0);
         EXPECT_EQ(crReport->source, "smc");
     }
-    EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput("fanCount=+1")->fanCount, 1);
-    EXPECT_EQ(FanHardwareCapabilities::fromProbeOutput("fanCount=1")->source, "Hardware probe");
+    EXPECT_EQ(Caps::fromProbeOutput("fanCount=+1")->fanCount, 1);
+    EXPECT_EQ(Caps::fromProbeOutput("fanCount=1")->source, "Hardware probe");
 }
 
 TEST(FanHardwareCapabilities, SMCDiagnoseParsing) {
-    auto parsed = FanHardwareCapabilities::fromSMCDiagnoseOutput(
-        "header line\r\nfRMN, 2317\r\nfRMX,6550 rpm\r\nF0Ac = 2400\n");
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->minimumRPM, 2317.0);
-    EXPECT_EQ(parsed->maximumRPM, 6550.0);
-    EXPECT_EQ(parsed->currentRPM, 2400.0);
-    EXPECT_EQ(parsed->fanCount, 1);
-    EXPECT_EQ(parsed->source, "smcDiagnose fRMN/fRMX read-only");
-    ASSERT_EQ(parsed->fans.size(), 1U);
-    EXPECT_EQ(parsed->fans[0].source, parsed->source);
+    const char* source = "smcDiagnose fRMN/fRMX read-only";
+    EXPECT_EQ(
+        Caps::fromSMCDiagnoseOutput("header line\r\nfRMN, 2317\r\nfRMX,6550 rpm\r\nF0Ac = 2400\n"),
+        caps(1, 2317.0, 6550.0, 2400.0, source, {fan(0, 2317.0, 6550.0, 2400.0, source)}));
 
-    EXPECT_FALSE(FanHardwareCapabilities::fromSMCDiagnoseOutput("fRMN,6550\nfRMX,2317"));
-    EXPECT_FALSE(FanHardwareCapabilities::fromSMCDiagnoseOutput("fRMN,2317\nfRMX,2317"));
-    EXPECT_FALSE(FanHardwareCapabilities::fromSMCDiagnoseOutput("fRMN,2317"));
+    EXPECT_FALSE(Caps::fromSMCDiagnoseOutput("fRMN,6550\nfRMX,2317"));
+    EXPECT_FALSE(Caps::fromSMCDiagnoseOutput("fRMN,2317\nfRMX,2317"));
+    EXPECT_FALSE(Caps::fromSMCDiagnoseOutput("fRMN,2317"));
 
     // Fallback keys in their order; FNum counts all fans but only fan 0 is described.
-    auto fallback = FanHardwareCapabilities::fromSMCDiagnoseOutput(
-        "mrFL=1000\niaFl=1100\niaFh=5000\nFNum=2.9\nfRMX=oops\n");
+    auto fallback =
+        Caps::fromSMCDiagnoseOutput("mrFL=1000\niaFl=1100\niaFh=5000\nFNum=2.9\nfRMX=oops\n");
     ASSERT_TRUE(fallback);
     EXPECT_EQ(fallback->source, "smcDiagnose iaFl/iaFh read-only");
     EXPECT_EQ(fallback->fanCount, 2);
@@ -212,8 +186,8 @@ TEST(FanHardwareCapabilities, SMCDiagnoseParsing) {
 
     // A count that is not a number a machine can have makes the report unreadable.
     for (const char* count : {"nan", "inf", "1e300", "-1e30"}) {
-        EXPECT_FALSE(FanHardwareCapabilities::fromSMCDiagnoseOutput(
-            std::string("fRMN,1000\nfRMX,2000\nFNum,") + count))
+        EXPECT_FALSE(
+            Caps::fromSMCDiagnoseOutput(std::string("fRMN,1000\nfRMX,2000\nFNum,") + count))
             << count;
     }
 }

@@ -21,16 +21,11 @@ struct Rig {
     std::shared_ptr<FakeSMCBus> bus = std::make_shared<FakeSMCBus>();
     std::shared_ptr<FakeChildProcessRunner> runner = std::make_shared<FakeChildProcessRunner>();
     std::shared_ptr<FakeRegistryReader> registry = std::make_shared<FakeRegistryReader>();
+    std::shared_ptr<FakeTemperatureSensors> sensors = std::make_shared<FakeTemperatureSensors>();
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
 
     HardwareEnvironment environment() const {
-        return {bus,
-                std::make_shared<FakeTemperatureSensors>(),
-                registry,
-                runner,
-                std::make_shared<ManualClock>(),
-                nullptr,
-                nullptr,
-                std::nullopt};
+        return {bus, sensors, registry, runner, clock, nullptr, nullptr, std::nullopt};
     }
 };
 

@@ -219,12 +219,16 @@ TEST(HwmonFanHardwareController, ChipThatLeavesAndReturnsIsPickedUpAgain) {
     const WindlarkProfile profile = WindlarkProfile::balanced();
     ThermalSnapshot snapshot;
     snapshot.actualRPM = 1.0; // what the stand-in repeats when nothing is read
-    snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
+    const auto tick = [&](double seconds) {
+        rig.clock->advance(seconds);
+        snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
+    };
+    tick(0.0);
     EXPECT_EQ(snapshot.actualRPM, 1175.0);
     EXPECT_TRUE(snapshot.hasLiveTemperatureTelemetry);
     EXPECT_EQ(rig.bus->enumerations, 1);
     const int readsPerTick = rig.bus->reads;
-    snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
+    tick(0.0);
     EXPECT_EQ(rig.bus->reads - readsPerTick, 2); // the driving sensor and the first fan
 
     // Unplugged: the board's files vanish, and so does the chip from the next enumeration.
@@ -233,11 +237,10 @@ TEST(HwmonFanHardwareController, ChipThatLeavesAndReturnsIsPickedUpAgain) {
     rig.bus->files.erase("/sys/class/hwmon/hwmon3/fan2_input");
     rig.bus->files.erase("/sys/class/hwmon/hwmon3/fan10_input");
     rig.bus->chips.erase(rig.bus->chips.begin());
-    for (int tick = 0; tick < 10; ++tick) {
-        rig.clock->advance(2.0);
-        snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
-        EXPECT_EQ(snapshot.actualRPM, 1175.0) << tick; // the stand-in's, not a fresh reading
-        EXPECT_TRUE(snapshot.hasLiveTemperatureTelemetry) << tick;
+    for (int round = 0; round < 10; ++round) {
+        tick(2.0);
+        EXPECT_EQ(snapshot.actualRPM, 1175.0) << round; // the stand-in's, not a fresh reading
+        EXPECT_TRUE(snapshot.hasLiveTemperatureTelemetry) << round;
     }
     EXPECT_EQ(controller->readCapabilities().fanCount, 0);
     EXPECT_EQ(rig.bus->enumerations, 3); // 20 s away: twice, not once per tick
@@ -250,10 +253,8 @@ TEST(HwmonFanHardwareController, ChipThatLeavesAndReturnsIsPickedUpAgain) {
     rig.bus->addFan(returned, "fan2", "990");
     rig.bus->chips.push_back(returned);
     int ticks = 0;
-    while (snapshot.actualRPM != 990.0 && ticks < 10) {
-        rig.clock->advance(2.0);
-        snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
-        ++ticks;
+    for (; snapshot.actualRPM != 990.0 && ticks < 10; ++ticks) {
+        tick(2.0);
     }
     EXPECT_LE(ticks, 5);
     const FanHardwareCapabilities capabilities = controller->readCapabilities();
@@ -261,15 +262,13 @@ TEST(HwmonFanHardwareController, ChipThatLeavesAndReturnsIsPickedUpAgain) {
     EXPECT_EQ(capabilities.fans[0].source,
               "nct6798@/sys/devices/platform/nct6775.656#fan2, speed reading only");
     const int enumerations = rig.bus->enumerations;
-    rig.clock->advance(60.0);
-    snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
+    tick(60.0);
     EXPECT_EQ(rig.bus->enumerations, enumerations); // all home: no more searching
 
     // A wall clock set back does not hold the search off.
     rig.bus->files.erase("/sys/class/hwmon/hwmon7/fan2_input");
-    snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
-    rig.clock->advance(-3600.0);
-    snapshot = controller->readSnapshot(profile, FanControlMode::system, snapshot);
+    tick(0.0);
+    tick(-3600.0);
     EXPECT_EQ(rig.bus->enumerations, enumerations + 1);
 }
 

@@ -107,22 +107,19 @@ TEST(SMCReadOnlyClient, FanCountAndCapabilities) {
     auto client = SMCReadOnlyClient::open(bus);
     EXPECT_EQ(client->readFanCount(), 2);
 
-    const auto capabilities = client->readCapabilities();
-    EXPECT_EQ(capabilities.fanCount, 2);
-    EXPECT_EQ(capabilities.source, "AppleSMCKeysEndpoint read-only");
-    ASSERT_EQ(capabilities.fans.size(), 2U);
-    EXPECT_EQ(capabilities.fans[0].currentRPM, 1500.0);
-    EXPECT_EQ(capabilities.fans[1].minimumRPM, 1200.0);
-    EXPECT_EQ(capabilities.fans[1].maximumRPM, std::nullopt); // kept, with the value absent
-    EXPECT_EQ(capabilities.minimumRPM, 1000.0);
-    EXPECT_EQ(capabilities.maximumRPM, 4900.0);
-    EXPECT_EQ(capabilities.supportStatus, FanHardwareSupportStatus::supported);
+    // A fan whose keys are missing is kept, with those values absent.
+    const std::string source = "AppleSMCKeysEndpoint read-only";
+    const std::vector<FanHardwareFan> fans{
+        {0, "Fan 0", 1000.0, 4900.0, 1500.0, source},
+        {1, "Fan 1", 1200.0, std::nullopt, std::nullopt, source}};
+    EXPECT_EQ(client->readCapabilities(),
+              (FanHardwareCapabilities{2, 1000.0, 4900.0, 1500.0, source, fans,
+                                       FanHardwareSupportStatus::supported}));
 
     bus->setKey("FNum", "ui8 ", {0x00, 0x00});
     const auto none = client->readCapabilities();
     EXPECT_EQ(none.supportStatus, FanHardwareSupportStatus::unsupportedNoFan);
     EXPECT_EQ(none.source, "No fan reported by AppleSMCKeysEndpoint");
-
     bus->keys.erase("FNum");
     const auto unreadable = client->readCapabilities();
     EXPECT_EQ(unreadable.supportStatus, FanHardwareSupportStatus::unavailable);
