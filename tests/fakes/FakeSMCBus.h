@@ -33,8 +33,7 @@ public:
     std::map<std::string, Key> keys;
     std::vector<Service> services{{"AppleSMCKeysEndpoint", "AppleSMCKeysEndpoint", {}}};
     // Kernel results forced for single keys (on both calls, or on the read only).
-    std::map<std::string, std::int32_t> infoKernelFailures;
-    std::map<std::string, std::int32_t> readKernelFailures;
+    std::map<std::string, std::int32_t> infoKernelFailures, readKernelFailures;
     std::map<std::string, std::uint8_t> readResultFailures;
     std::optional<std::int32_t> matchFailure;
 
@@ -42,21 +41,14 @@ public:
     std::set<ConnectionHandle> openConnections;
     int releasedServices = 0;
 
-    void setKey(const std::string& key, const std::string& type, std::vector<std::uint8_t> bytes) {
-        keys[key] = Key{type, std::move(bytes)};
-    }
-
     std::optional<ServiceHandle> matchingService(std::string_view name) override {
         const auto found = matchingServices(name).services;
         return found.empty() ? std::nullopt : std::optional(found.front());
     }
 
     MatchResult matchingServices(std::string_view name) override {
-        if (matchFailure) {
-            return {*matchFailure, {}};
-        }
-        MatchResult result;
-        for (std::size_t i = 0; i < services.size(); ++i) {
+        MatchResult result{matchFailure.value_or(KernelResult::success), {}};
+        for (std::size_t i = 0; i < services.size() && !matchFailure; ++i) {
             if (services[i].name == name) {
                 result.services.push_back(static_cast<ServiceHandle>(i + 1));
             }
@@ -71,14 +63,12 @@ public:
     void releaseService(ServiceHandle) override { ++releasedServices; }
 
     OpenResult open(ServiceHandle service, std::uint32_t type) override {
-        const Service& entry = services.at(service - 1);
-        if (const auto failure = entry.openFailures.find(type);
-            failure != entry.openFailures.end()) {
+        const auto& failures = services.at(service - 1).openFailures;
+        if (const auto failure = failures.find(type); failure != failures.end()) {
             return {failure->second, 0};
         }
-        const ConnectionHandle connection = nextConnection_++;
-        openConnections.insert(connection);
-        return {KernelResult::success, connection};
+        openConnections.insert(nextConnection_);
+        return {KernelResult::success, nextConnection_++};
     }
 
     void closeConnection(ConnectionHandle connection) override {
@@ -91,14 +81,17 @@ public:
         if (!openConnections.contains(connection) || selector != 2) {
             return KernelResult::badArgument;
         }
-        const std::string key = keyName(input.key);
         const bool isInfo = input.data8 == 9;
         if (!isInfo && input.data8 != 5) {
             return KernelResult::notPrivileged;
         }
+        // The key's name, first character in the high byte.
+        const std::string key{
+            static_cast<char>(input.key >> 24), static_cast<char>((input.key >> 16) & 0xFF),
+            static_cast<char>((input.key >> 8) & 0xFF), static_cast<char>(input.key & 0xFF)};
         const auto& failures = isInfo ? infoKernelFailures : readKernelFailures;
-        if (const auto failure = failures.find(key); failure != failures.end()) {
-            return failure->second;
+        if (failures.contains(key)) {
+            return failures.at(key);
         }
         // The driver writes a whole record back; start from garbage-free zeros.
         output = SMCKeyData{};
@@ -106,35 +99,21 @@ public:
         const auto found = keys.find(key);
         if (found == keys.end()) {
             output.result = 0x84; // key not found
-            return KernelResult::success;
-        }
-        if (isInfo) {
+        } else if (isInfo) {
             output.keyInfo.dataSize = static_cast<std::uint32_t>(found->second.bytes.size());
-            output.keyInfo.dataType = packed(found->second.type);
-            return KernelResult::success;
+            for (std::size_t i = 0; i < 4; ++i) {
+                const char c = i < found->second.type.size() ? found->second.type[i] : '\0';
+                output.keyInfo.dataType =
+                    (output.keyInfo.dataType << 8) | static_cast<std::uint8_t>(c);
+            }
+        } else if (readResultFailures.contains(key)) {
+            output.result = readResultFailures.at(key);
+        } else {
+            const std::size_t count = std::min<std::size_t>(
+                {found->second.bytes.size(), input.keyInfo.dataSize, output.bytes.size()});
+            std::copy_n(found->second.bytes.begin(), count, output.bytes.begin());
         }
-        if (const auto failure = readResultFailures.find(key);
-            failure != readResultFailures.end()) {
-            output.result = failure->second;
-            return KernelResult::success;
-        }
-        const std::size_t count = std::min<std::size_t>(
-            {found->second.bytes.size(), input.keyInfo.dataSize, output.bytes.size()});
-        std::copy_n(found->second.bytes.begin(), count, output.bytes.begin());
         return KernelResult::success;
-    }
-
-    static std::string keyName(std::uint32_t code) {
-        return {static_cast<char>(code >> 24), static_cast<char>((code >> 16) & 0xFF),
-                static_cast<char>((code >> 8) & 0xFF), static_cast<char>(code & 0xFF)};
-    }
-
-    static std::uint32_t packed(const std::string& text) {
-        std::uint32_t code = 0;
-        for (std::size_t i = 0; i < 4; ++i) {
-            code = (code << 8) | (i < text.size() ? static_cast<std::uint8_t>(text[i]) : 0U);
-        }
-        return code;
     }
 
 private:

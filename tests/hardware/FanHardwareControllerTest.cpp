@@ -68,7 +68,7 @@ TEST(SMCFanHardwareController, LiveValuesReplaceSimulatedOnes) {
 
     // Temperature live, no RPM key: the fan speed stays simulated.
     rig.sensors->services = {TemperatureSensorService{"PMU tdie1", 70.0}};
-    rig.bus->setKey("FNum", "ui8 ", {1});
+    rig.bus->keys["FNum"] = {"ui8 ", {1}};
     auto controller = rig.controller(true);
     const auto simulated = mock.readSnapshot(profile, FanControlMode::system, previous);
     auto snapshot = controller->readSnapshot(profile, FanControlMode::system, previous);
@@ -78,7 +78,7 @@ TEST(SMCFanHardwareController, LiveValuesReplaceSimulatedOnes) {
     EXPECT_EQ(snapshot.actualRPM, simulated.actualRPM);
     EXPECT_EQ(snapshot.targetRPM, snapshot.actualRPM);
 
-    rig.bus->setKey("F0Ac", "fpe2", {0x17, 0x70});
+    rig.bus->keys["F0Ac"] = {"fpe2", {0x17, 0x70}};
     snapshot = controller->readSnapshot(profile, FanControlMode::system, previous);
     EXPECT_EQ(snapshot.actualRPM, 1500.0);
     EXPECT_EQ(snapshot.targetRPM, 1500.0);
@@ -97,19 +97,19 @@ TEST(SMCFanHardwareController, CatalogReplacesReadingsWithoutARange) {
     // A live speed but no range: a Mac the catalog knows gets its answer, others keep the
     // reading.
     Rig rig;
-    rig.bus->setKey("FNum", "ui8 ", {1});
-    rig.bus->setKey("F0Ac", "fpe2", {0x17, 0x70});
+    rig.bus->keys["FNum"] = {"ui8 ", {1}};
+    rig.bus->keys["F0Ac"] = {"fpe2", {0x17, 0x70}};
     EXPECT_EQ(rig.controller(true, {"Mac17,2", std::nullopt})->readCapabilities().source,
               "Mac17,2 built-in fan preset");
     EXPECT_EQ(rig.controller(true, {"Mac16,10", "Mac mini"})->readCapabilities().source,
               "AppleSMCKeysEndpoint read-only");
 
     // A usable range is never replaced, nor is an SMC that says there is no fan.
-    rig.bus->setKey("F0Mn", "fpe2", {0x0F, 0xA0});
-    rig.bus->setKey("F0Mx", "fpe2", {0x3A, 0x98});
+    rig.bus->keys["F0Mn"] = {"fpe2", {0x0F, 0xA0}};
+    rig.bus->keys["F0Mx"] = {"fpe2", {0x3A, 0x98}};
     EXPECT_EQ(rig.controller(true, {"Mac17,2", std::nullopt})->readCapabilities().source,
               "AppleSMCKeysEndpoint read-only");
-    rig.bus->setKey("FNum", "ui8 ", {0});
+    rig.bus->keys["FNum"] = {"ui8 ", {0}};
     EXPECT_EQ(rig.controller(true, {"Mac17,2", std::nullopt})->readCapabilities().supportStatus,
               FanHardwareSupportStatus::unsupportedNoFan);
     // Without an SMC the simulation's "unavailable" is replaced too, and kept for other Macs.

@@ -71,7 +71,7 @@ TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
     };
     for (const Case& c : cases) {
         Rig rig;
-        rig.bus->setKey("FNum", "ui8 ", {1});
+        rig.bus->keys["FNum"] = {"ui8 ", {1}};
         rig.registry->properties[{RegistryEntry::deviceTreeRoot, "model"}] = std::string("Mac17,2");
         if (c.outcome) {
             rig.runner->outcomes["/usr/libexec/smcDiagnose"] = *c.outcome;
@@ -84,9 +84,9 @@ TEST(HardwareDiagnostics, SMCDiagnoseFallbackOutcomes) {
 
     // A real range from the SMC needs no fallback: nothing runs and no status prints.
     Rig rig;
-    rig.bus->setKey("FNum", "ui8 ", {1});
-    rig.bus->setKey("F0Mn", "fpe2", {0x0F, 0xA0});
-    rig.bus->setKey("F0Mx", "fpe2", {0x3A, 0x98});
+    rig.bus->keys["FNum"] = {"ui8 ", {1}};
+    rig.bus->keys["F0Mn"] = {"fpe2", {0x0F, 0xA0}};
+    rig.bus->keys["F0Mx"] = {"fpe2", {0x3A, 0x98}};
     const auto lines = HardwareDiagnostics::printHardwareReport(
         rig.environment(), {"--smc-diagnose-fallback", "--smc-debug", "--smc-write-debug"});
     EXPECT_TRUE(rig.runner->calls.empty());

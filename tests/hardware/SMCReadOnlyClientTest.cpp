@@ -11,11 +11,11 @@ using namespace std::string_literals;
 
 std::shared_ptr<FakeSMCBus> busWithFans() {
     auto bus = std::make_shared<FakeSMCBus>();
-    bus->setKey("FNum", "ui8 ", {0x02});
-    bus->setKey("F0Mn", "flt ", {0x00, 0x00, 0x7A, 0x44}); // 1000
-    bus->setKey("F0Mx", "flt ", {0x00, 0x20, 0x99, 0x45}); // 4900
-    bus->setKey("F0Ac", "fpe2", {0x17, 0x70});             // 1500
-    bus->setKey("F1Mn", "ui16", {0x04, 0xB0});             // 1200
+    bus->keys["FNum"] = {"ui8 ", {0x02}};
+    bus->keys["F0Mn"] = {"flt ", {0x00, 0x00, 0x7A, 0x44}}; // 1000
+    bus->keys["F0Mx"] = {"flt ", {0x00, 0x20, 0x99, 0x45}}; // 4900
+    bus->keys["F0Ac"] = {"fpe2", {0x17, 0x70}};             // 1500
+    bus->keys["F1Mn"] = {"ui16", {0x04, 0xB0}};             // 1200
     return bus;
 }
 
@@ -55,7 +55,7 @@ TEST(SMCReadOnlyClient, OpensTheEndpointFirstAndClosesOnDestruction) {
 
 TEST(SMCReadOnlyClient, ReadsKeysWithTwoCalls) {
     auto bus = busWithFans();
-    bus->setKey("LONG", "ch8*", std::vector<std::uint8_t>(40, 0x61));
+    bus->keys["LONG"] = {"ch8*", std::vector<std::uint8_t>(40, 0x61)};
     auto client = SMCReadOnlyClient::open(bus);
     auto value = client->readValue("LONG");
     ASSERT_TRUE(value);
@@ -103,7 +103,7 @@ TEST(SMCReadOnlyClient, DecodesRPMByType) {
 
 TEST(SMCReadOnlyClient, FanCountAndCapabilities) {
     auto bus = busWithFans();
-    bus->setKey("FNum", "ui16", {0x00, 0x02});
+    bus->keys["FNum"] = {"ui16", {0x00, 0x02}};
     auto client = SMCReadOnlyClient::open(bus);
     EXPECT_EQ(client->readFanCount(), 2);
 
@@ -116,7 +116,7 @@ TEST(SMCReadOnlyClient, FanCountAndCapabilities) {
               (FanHardwareCapabilities{2, 1000.0, 4900.0, 1500.0, source, fans,
                                        FanHardwareSupportStatus::supported}));
 
-    bus->setKey("FNum", "ui8 ", {0x00, 0x00});
+    bus->keys["FNum"] = {"ui8 ", {0x00, 0x00}};
     const auto none = client->readCapabilities();
     EXPECT_EQ(none.supportStatus, FanHardwareSupportStatus::unsupportedNoFan);
     EXPECT_EQ(none.source, "No fan reported by AppleSMCKeysEndpoint");
@@ -155,7 +155,7 @@ TEST(SMCReadOnlyClient, DebugLinesReportEveryStep) {
 
 TEST(SMCReadOnlyClient, ConnectionMatrix) {
     FakeSMCBus bus;
-    bus.setKey("FNum", "ui8 ", {0x01});
+    bus.keys["FNum"] = {"ui8 ", {0x01}};
     bus.services = {{"AppleSMC", std::nullopt, {{1, KernelResult::unsupported}}}};
     const auto lines = SMCReadOnlyClient::debugConnectionMatrix(bus);
     ASSERT_EQ(lines.size(), 13U);

@@ -48,29 +48,30 @@ TEST(SimulatedMachine, AnswersTheReadPathLikeAMac) {
     EXPECT_TRUE(bus.matchingServices("AppleSMC").services.empty());
     EXPECT_EQ(bus.serviceClassName(endpoints[0]), "AppleSMCKeysEndpoint");
     EXPECT_EQ(bus.serviceClassName(endpoints[0] + 1), std::nullopt);
-    const auto opened = bus.open(endpoints[0], 0);
+    // Only the one service opens, with type 0 only, and a closed connection answers nothing.
+    EXPECT_NE(bus.open(endpoints[0] + 1, 0).kernelResult, KernelResult::success);
+    EXPECT_NE(bus.open(endpoints[0], 1).kernelResult, KernelResult::success);
+    const auto opened = bus.open(endpoints[0], 0).connection;
+    const auto closed = bus.open(endpoints[0], 0).connection;
+    bus.closeConnection(closed);
     // (A read through another selector is refused too.)
-    for (const auto& [selector, command] :
-         {std::pair{2U, 0}, {2U, 6}, {2U, 10}, {2U, 255}, {3U, 9}}) {
+    for (const auto& [connection, selector, command] :
+         {std::tuple{opened, 2U, 0},
+          {opened, 2U, 6},
+          {opened, 2U, 10},
+          {opened, 2U, 255},
+          {opened, 3U, 9},
+          {closed, 2U, int{SMCKeyData::readKeyInfoCommand}}}) {
         SMCKeyData request{};
         request.key = SMCReadOnlyClient::smcKeyCode("F0Ac");
         request.data8 = static_cast<std::uint8_t>(command);
         SMCKeyData output{};
         output.result = 0x7F;
-        EXPECT_NE(bus.callStructMethod(opened.connection, selector, request, output),
+        EXPECT_NE(bus.callStructMethod(connection, selector, request, output),
                   KernelResult::success)
             << command;
         EXPECT_EQ(output.result, 0x7F) << command;
     }
-    // Only the one service opens, with type 0 only, and a closed connection answers nothing.
-    EXPECT_NE(bus.open(endpoints[0] + 1, 0).kernelResult, KernelResult::success);
-    EXPECT_NE(bus.open(endpoints[0], 1).kernelResult, KernelResult::success);
-    bus.closeConnection(opened.connection);
-    SMCKeyData info{};
-    info.key = SMCReadOnlyClient::smcKeyCode("F0Ac");
-    info.data8 = SMCKeyData::readKeyInfoCommand;
-    SMCKeyData output{};
-    EXPECT_NE(bus.callStructMethod(opened.connection, 2, info, output), KernelResult::success);
 
     SimulatedRegistryReader registry(parsed.machine);
     EXPECT_EQ(MacHardwareModel::current(registry), (MacHardwareModel{"Mac16,10", "Mac mini"}));

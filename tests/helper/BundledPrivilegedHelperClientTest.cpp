@@ -125,36 +125,30 @@ TEST(BundledPrivilegedHelperClient, HealthyHelperIsProbedAndItsResetPathProven) 
 
 TEST(BundledPrivilegedHelperClient, TrustNeedsExactPresentEqualValues) {
     struct Case {
-        const char* name;
+        bool verified, trusted;
         void (*change)(Machine&);
-        bool verified;
-        bool trusted;
     };
-    const std::vector<Case> cases = {
-        {"no installed copy", [](Machine& m) { m.host->executableFiles.erase(installedHelper); },
-         false, false},
-        {"invalid signature", [](Machine& m) { m.installed().validityStatus = -67030; }, false,
-         false},
-        {"other identifier",
-         [](Machine& m) { m.installed().identifier = "com.quillmoor.windlarkmac.helper"; }, false,
-         false},
-        {"no identifier", [](Machine& m) { m.installed().identifier.reset(); }, false, false},
-        {"other team", [](Machine& m) { m.installed().teamIdentifier = "TEAM2"; }, true, false},
-        {"no helper team", [](Machine& m) { m.installed().teamIdentifier.reset(); }, true, false},
-        {"absent helper and app teams do not match",
+    const Case cases[] = {
+        {false, false, [](Machine& m) { m.host->executableFiles.erase(installedHelper); }},
+        {false, false, [](Machine& m) { m.installed().validityStatus = -67030; }},
+        {false, false,
+         [](Machine& m) { m.installed().identifier = "com.quillmoor.windlarkmac.helper"; }},
+        {false, false, [](Machine& m) { m.installed().identifier.reset(); }},
+        {true, false, [](Machine& m) { m.installed().teamIdentifier = "TEAM2"; }},
+        {true, false, [](Machine& m) { m.installed().teamIdentifier.reset(); }},
+        // Absent teams on both sides do not match either.
+        {true, false,
          [](Machine& m) {
              m.installed().teamIdentifier.reset();
              m.signing->signatures[bundle].teamIdentifier.reset();
-         },
-         true, false},
-        {"app not inspectable", [](Machine& m) { m.signing->signatures.erase(bundle); }, true,
-         false},
-        {"bundled copy's team does not matter once installed",
-         [](Machine& m) { m.signing->signatures[bundledHelper].teamIdentifier = "OTHER"; }, true,
-         true},
+         }},
+        {true, false, [](Machine& m) { m.signing->signatures.erase(bundle); }},
+        // Once installed, the bundled copy's team does not matter.
+        {true, true, [](Machine& m) { m.signing->signatures[bundledHelper].teamIdentifier = "X"; }},
     };
-    for (const Case& item : cases) {
-        SCOPED_TRACE(item.name);
+    for (std::size_t row = 0; row < std::size(cases); ++row) {
+        SCOPED_TRACE(row);
+        const Case& item = cases[row];
         Machine machine;
         item.change(machine);
         const PrivilegedHelperHealth health = machine.client().readHealth();
