@@ -82,14 +82,14 @@ TEST(ReportText, AcceptsOnlyWellFormedUTF8) {
 }
 
 TEST(KnownMacFanCatalog, RowsInOrder) {
-    const auto fanless = [](const MacHardwareModel& model) {
-        const auto answer = KnownMacFanCatalog::fallbackCapabilities(model);
-        return answer && answer->isUnsupported() && answer->fanCount == 0 && answer->fans.empty() &&
-               answer->source == "MacBook Air models are treated as fanless and unsupported.";
-    };
-    EXPECT_TRUE(fanless({"MacBookAir10,1", "Mac mini"}));
-    EXPECT_TRUE(fanless({std::nullopt, "Apple macbook air (M2)"}));
-    EXPECT_TRUE(fanless({"Mac17,2", "MacBook Air"})); // the Air row comes first
+    FanHardwareCapabilities fanless;
+    fanless.source = "MacBook Air models are treated as fanless and unsupported.";
+    fanless.supportStatus = FanHardwareSupportStatus::unsupportedNoFan;
+    for (const MacHardwareModel& air : {MacHardwareModel{"MacBookAir10,1", "Mac mini"},
+                                        {std::nullopt, "Apple macbook air (M2)"},
+                                        {"Mac17,2", "MacBook Air"}}) { // the Air row comes first
+        EXPECT_EQ(KnownMacFanCatalog::fallbackCapabilities(air), fanless);
+    }
 
     // The preset: one fan with the range and no live speed.
     EXPECT_EQ(KnownMacFanCatalog::fallbackCapabilities({"Mac17,2", std::nullopt}),

@@ -88,6 +88,9 @@ TEST(BundledPrivilegedHelperClient, LocatesTheHelperInTheBundleThenBesideTheExec
     machine.host->otherFiles = {bundledHelper};
     EXPECT_EQ(machine.client().resolveHelperPath(), std::nullopt);
     EXPECT_EQ(machine.client().installedHelperPath(), std::nullopt);
+    // Without a bundled helper there is nothing to vouch for, so nothing is asked.
+    EXPECT_EQ(machine.client().readHealth(), PrivilegedHelperHealth::unavailable());
+    EXPECT_TRUE(machine.connector->operations().empty());
     machine.host->otherFiles.insert(installedHelper);
     EXPECT_EQ(machine.client().installedHelperPath(), installedHelper);
 }
@@ -183,34 +186,25 @@ TEST(BundledPrivilegedHelperClient, EffectiveSignatureIsTheInstalledCopyWhenTher
               PrivilegedHelperXPCActivationState::metadataRequired);
 }
 
-TEST(BundledPrivilegedHelperClient, NoBundledHelperIsUnavailable) {
-    Machine machine;
-    machine.host->executableFiles = {installedHelper};
-    EXPECT_EQ(machine.client().readHealth(), PrivilegedHelperHealth::unavailable());
-    EXPECT_TRUE(machine.connector->operations().empty());
-}
-
 TEST(BundledPrivilegedHelperClient, ProbeAnswersDecideHeartbeatResetAndWriteGate) {
     struct Case {
-        const char* name;
-        Script status;
-        Script reset;
+        Script status, reset;
         bool heartbeat, resetAccepted, fanWrites;
         std::size_t calls;
     };
-    const std::vector<Case> cases = {
-        {"silent helper", Script::hang(), Script::now(resetReply("accepted")), false, false, false,
-         1},
-        {"no heartbeat key", Script::now(WindlarkPrivilegedHelperStatus{}.dictionary()),
-         Script::now(resetReply("accepted")), false, false, false, 1},
-        {"write gate closed", Script::now(liveStatus("disabled")), Script::now(resetReply("noop")),
-         true, true, false, 2},
-        {"reset refused", Script::now(liveStatus()), Script::now(resetReply("failed")), true, false,
-         true, 2},
-        {"reset hangs", Script::now(liveStatus()), Script::hang(), true, false, true, 2},
+    const auto live = Script::now(liveStatus());
+    const auto noHeartbeat = Script::now(WindlarkPrivilegedHelperStatus{}.dictionary());
+    const auto accepted = Script::now(resetReply("accepted"));
+    const Case cases[] = {
+        {Script::hang(), accepted, false, false, false, 1},
+        {noHeartbeat, accepted, false, false, false, 1},
+        {Script::now(liveStatus("disabled")), Script::now(resetReply("noop")), true, true, false,
+         2},
+        {live, Script::now(resetReply("failed")), true, false, true, 2},
+        {live, Script::hang(), true, false, true, 2},
     };
     for (const Case& item : cases) {
-        SCOPED_TRACE(item.name);
+        SCOPED_TRACE(&item - cases);
         Machine machine;
         machine.connector->statusScript = item.status;
         machine.connector->resetScript = item.reset;
