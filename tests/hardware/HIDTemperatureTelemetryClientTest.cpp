@@ -41,15 +41,13 @@ TEST(HIDTemperatureTelemetryClient, SortsNamesAndSkipsEmptySlots) {
     auto services = std::make_shared<FakeTemperatureSensors>(std::vector{
         sensor("zeta", 30.0), std::optional<TemperatureSensorService>{}, sensor("PMU tdie9", 50.0),
         sensor(std::nullopt, 40.0), sensor("PMU tdev1", std::nullopt), sensor("alpha", 200.0)});
-    HIDTemperatureTelemetryClient client(services);
-    const auto sensors = client.readSensors();
-    ASSERT_EQ(sensors.size(), 5U);
-    const char* order[] = {"PMU tdev1", "PMU tdie9", "alpha", "sensor-3", "zeta"};
-    for (std::size_t i = 0; i < sensors.size(); ++i) {
-        EXPECT_EQ(sensors[i].name, order[i]);
-    }
-    EXPECT_EQ(sensors[2].temperatureC, std::nullopt); // 200 C is not a reading
-    EXPECT_TRUE(sensors[0].isProcessorSensor);
+    // 200 C is not a reading; a nameless sensor is named by its position.
+    EXPECT_EQ(HIDTemperatureTelemetryClient(services).readSensors(),
+              (std::vector<TemperatureTelemetrySensor>{{"PMU tdev1", std::nullopt, true},
+                                                       {"PMU tdie9", 50.0, true},
+                                                       {"alpha", std::nullopt, false},
+                                                       {"sensor-3", 40.0, false},
+                                                       {"zeta", 30.0, false}}));
 }
 
 TEST(HIDTemperatureTelemetryClient, PrimaryPrefersTheHottestProcessorSensor) {
