@@ -15,11 +15,7 @@ namespace windlark {
 namespace {
 
 HwmonChip chip(const std::string& driver, const std::string& device, int hwmon) {
-    HwmonChip result;
-    result.driver = driver;
-    result.devicePath = device;
-    result.hwmonPath = "/sys/class/hwmon/hwmon" + std::to_string(hwmon);
-    return result;
+    return {driver, device, "/sys/class/hwmon/hwmon" + std::to_string(hwmon), {}, {}};
 }
 
 struct Rig {
