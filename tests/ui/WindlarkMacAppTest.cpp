@@ -1,6 +1,6 @@
 #include "ui/WindlarkMacApp.h"
 
-#include "StoreFixture.h"
+#include "fakes/StoreRig.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,13 +14,16 @@
 namespace windlark {
 namespace {
 
-struct AppFixture : StoreFixture {
+struct AppFixture : StoreRig {
+    AppFixture()
+        : StoreRig(StoreRig::oneFanMac()) {}
+
     std::vector<int> exits;
     std::vector<std::string> helperCallsAtExit;
 
     [[nodiscard]] WindlarkMacAppServices appServices() {
         WindlarkMacAppServices services;
-        services.store = StoreFixture::services();
+        services.store = StoreRig::services(false);
         services.preferences = preferences;
         services.exit = [this](int status) {
             exits.push_back(status);
@@ -86,7 +89,7 @@ TEST(WindlarkMacApp, ALaunchThatMustMoveItselfShowsOnlyTheOffer) {
 
 TEST(WindlarkMacApp, QuittingHandsTheFanBackOnceAndOnlyWhenThereIsAStore) {
     AppFixture fixture;
-    fixture.helper->health = StoreFixture::healthyHelper();
+    fixture.helper->health = StoreRig::healthyHelper();
     {
         WindlarkMacApp early(fixture.appServices());
         early.quit();
@@ -128,42 +131,38 @@ protected:
         environment_.remove("WINDLARK_SIMULATED_MACHINE");
     }
 
-    std::unique_ptr<QProcess> start(const QStringList& arguments) {
+    std::unique_ptr<QProcess> start(const QString& machineFile = kOneFanMac) {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(environment_);
-        process->start(QStringLiteral(WINDLARK_APP_EXECUTABLE), arguments);
+        process->start(QStringLiteral(WINDLARK_APP_EXECUTABLE),
+                       {QStringLiteral("--simulated-machine"), machineFile});
         EXPECT_TRUE(process->waitForStarted(5000));
         return process;
     }
-
-    static QStringList oneFanMac() {
-        return {"--simulated-machine", "examples/machines/mac-mini-one-fan.json"};
+    static void expectExit(QProcess& process, bool isSuccess) {
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode() == 0, isSuccess);
     }
 
+    static inline const QString kOneFanMac = "examples/machines/mac-mini-one-fan.json";
     QTemporaryDir home_;
     QTemporaryDir runtime_;
     QProcessEnvironment environment_;
 };
 
 TEST_F(WindlarkMacProcess, ASecondStartLeavesTheFirstRunningAndATerminationEndsItCleanly) {
-    auto first = start(oneFanMac());
+    auto first = start();
     // The first is ready once it listens for later starts.
     QTRY_VERIFY_WITH_TIMEOUT(
         !QDir(runtime_.path())
              .entryList({QStringLiteral("windlark-mac-*.socket")}, QDir::System)
              .isEmpty(),
         10000);
-
-    auto second = start(oneFanMac());
-    ASSERT_TRUE(second->waitForFinished(10000));
-    EXPECT_EQ(second->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second->exitCode(), 0);
+    expectExit(*start(), true);
     EXPECT_EQ(first->state(), QProcess::Running);
-
     ::kill(static_cast<pid_t>(first->processId()), SIGTERM);
-    ASSERT_TRUE(first->waitForFinished(10000));
-    EXPECT_EQ(first->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(first->exitCode(), 0);
+    expectExit(*first, true);
 }
 
 TEST_F(WindlarkMacProcess, RefusesToStartHalfWay) {
@@ -171,37 +170,22 @@ TEST_F(WindlarkMacProcess, RefusesToStartHalfWay) {
     ASSERT_TRUE(malformed.open(QIODevice::WriteOnly));
     malformed.write("{\"model\": ");
     malformed.close();
-    struct Case {
-        const char* name;
-        QStringList arguments;
-        bool hasDisplay;
-        QString message;
+    // A missing and a malformed machine file are named; without a display it says so.
+    const std::tuple<QString, bool, QString> cases[] = {
+        {home_.filePath("nowhere.json"), true, home_.filePath("nowhere.json")},
+        {malformed.fileName(), true, malformed.fileName()},
+        {kOneFanMac, false, QStringLiteral("no display")},
     };
-    for (const Case& c : std::vector<Case>{
-             {"missing machine file",
-              {"--simulated-machine", home_.filePath("nowhere.json")},
-              true,
-              home_.filePath("nowhere.json")},
-             {"malformed machine file",
-              {"--simulated-machine", malformed.fileName()},
-              true,
-              malformed.fileName()},
-             {"no display", oneFanMac(), false, QStringLiteral("no display")},
-         }) {
-        SCOPED_TRACE(c.name);
-        QProcessEnvironment environment = environment_;
-        if (!c.hasDisplay) {
+    for (const auto& [machineFile, hasDisplay, message] : cases) {
+        SCOPED_TRACE(message.toStdString());
+        if (!hasDisplay) {
             for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
-                environment.remove(QLatin1String(name));
+                environment_.remove(QLatin1String(name));
             }
         }
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(WINDLARK_APP_EXECUTABLE), c.arguments);
-        ASSERT_TRUE(process.waitForFinished(10000));
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-        EXPECT_NE(process.exitCode(), 0);
-        EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(c.message));
+        auto process = start(machineFile);
+        expectExit(*process, false);
+        EXPECT_TRUE(QString::fromUtf8(process->readAllStandardError()).contains(message));
     }
 }
 
