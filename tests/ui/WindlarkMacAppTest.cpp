@@ -34,12 +34,14 @@ struct AppFixture : StoreRig {
     }
 };
 
-TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce) {
+// A launch that must move itself first shows only the offer to move, once start-up is done.
+TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnceUnlessItMoves) {
     WindlarkProfile saved = WindlarkProfile::balanced();
     saved.rpmAxis.minimum = 1200.0;
     saved.rpmAxis.maximum = 3000.0;
-    for (const bool hasSavedProfile : {false, true}) {
-        SCOPED_TRACE(hasSavedProfile);
+    for (const auto& [hasSavedProfile, mustMove] :
+         {std::pair(false, false), std::pair(true, false), std::pair(false, true)}) {
+        SCOPED_TRACE(testing::Message() << hasSavedProfile << mustMove);
         AppFixture fixture;
         if (hasSavedProfile) {
             fixture.defaults->setDataText(rawValue(WindlarkPreferences::Key::profile),
@@ -49,9 +51,9 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         WindlarkMacApp* started = nullptr;
         bool decidedBeforeTheStore = false;
         int offers = 0;
-        services.shouldHandleInstallLocation = [&] {
+        services.shouldHandleInstallLocation = [&, moves = mustMove] {
             decidedBeforeTheStore = started->store() == nullptr;
-            return false;
+            return moves;
         };
         services.handleInstallLocation = [&] { ++offers; };
         WindlarkMacApp app(std::move(services));
@@ -62,29 +64,15 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         const auto& axis = app.store()->profile().rpmAxis;
         EXPECT_EQ(axis.minimum, hasSavedProfile ? 1200.0 : 1000.0);
         EXPECT_EQ(axis.maximum, hasSavedProfile ? 3000.0 : 4900.0);
+        EXPECT_EQ(offers, 0); // queued, not run inside start-up
 
         StatusBarController* controller = app.statusBarController();
-        ASSERT_NE(controller, nullptr);
+        EXPECT_EQ(controller == nullptr, mustMove);
         app.activateStatusBarController();
-        QCoreApplication::processEvents(); // the queued activation
+        QCoreApplication::processEvents(); // the queued activation and offer
         EXPECT_EQ(app.statusBarController(), controller);
-        EXPECT_EQ(offers, 0);
+        EXPECT_EQ(offers, mustMove ? 1 : 0);
     }
-}
-
-TEST(WindlarkMacApp, ALaunchThatMustMoveItselfShowsOnlyTheOffer) {
-    AppFixture fixture;
-    WindlarkMacAppServices services = fixture.appServices();
-    int offers = 0;
-    services.shouldHandleInstallLocation = [] { return true; };
-    services.handleInstallLocation = [&] { ++offers; };
-    WindlarkMacApp app(std::move(services));
-    app.start();
-    EXPECT_EQ(offers, 0); // queued, not run inside start-up
-    QCoreApplication::processEvents();
-    EXPECT_EQ(offers, 1);
-    app.activateStatusBarController();
-    EXPECT_EQ(app.statusBarController(), nullptr);
 }
 
 TEST(WindlarkMacApp, QuittingHandsTheFanBackOnceAndOnlyWhenThereIsAStore) {
