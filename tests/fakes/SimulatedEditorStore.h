@@ -6,7 +6,6 @@
 #include "hardware/SimulatedMachine.h"
 #include "helper/BundledPrivilegedHelperClient.h"
 #include "helper/SimulatedHelper.h"
-#include "shell/AppUpdateChecking.h"
 #include "store/WindlarkStore.h"
 
 #include <memory>
@@ -36,22 +35,6 @@ public:
         {"name": "NAND CH0 temp", "temperatureC": 38}
       ]
     })";
-
-    // An update check that finds this version current, answering on the next loop turn.
-    class UpdateChecker final : public AppUpdateChecking {
-    public:
-        explicit UpdateChecker(std::shared_ptr<MainLoop> loop)
-            : loop_(std::move(loop)) {}
-        void checkForUpdates(Completion completion) override {
-            loop_->post([completion = std::move(completion)] {
-                completion({AppUpdateCheckResult::Status::upToDate, "1.0.0", "1.0.0",
-                            "https://example.invalid/releases", std::nullopt});
-            });
-        }
-
-    private:
-        std::shared_ptr<MainLoop> loop_;
-    };
 
     // In virtual time: `run` moves the clock and fires the 2-second tick.
     explicit SimulatedEditorStore(WindlarkStoreOptions options = {})
@@ -93,7 +76,7 @@ private:
         services.controller = HardwareDiagnostics::makeSMCFanHardwareController(environment);
         services.helperClient = std::make_shared<BundledPrivilegedHelperClient>(helper.services());
         services.loginItemController = loginItem;
-        services.updateChecker = std::make_shared<UpdateChecker>(loop);
+        services.updateChecker = std::make_shared<FakeUpdateChecker>(); // never answers
         services.clock = std::move(storeClock);
         services.mainLoop = std::move(loop);
         services.curveLeaseQueue = leaseQueue;

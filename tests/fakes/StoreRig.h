@@ -64,6 +64,19 @@ public:
     [[nodiscard]] std::vector<std::string> preferredLanguages() const override { return {"en"}; }
 };
 
+// 30...100 C onto 1000...8000 RPM in a straight line: 100 RPM per degree.
+inline WindlarkProfile linearProfile() {
+    WindlarkProfile profile = WindlarkProfile::balanced();
+    profile.temperatureAxis.minimum = 30.0;
+    profile.temperatureAxis.maximum = 100.0;
+    profile.rpmAxis.minimum = 1000.0;
+    profile.rpmAxis.maximum = 8000.0;
+    profile.safetyLimitC = 95.0;
+    profile.points = {WindlarkPoint{Uuid::random(), 30.0, 1000.0},
+                      WindlarkPoint{Uuid::random(), 100.0, 8000.0}};
+    return profile;
+}
+
 // A store on fakes, in virtual time: `tick` moves the clock and fires the 2-second timer,
 // `completeLeases` lets the renewals in flight answer.
 struct StoreRig {
@@ -107,6 +120,17 @@ struct StoreRig {
         return rig;
     }
 
+    // The interface's machine: one fan from 1000 to 4900 RPM at 52 C and 1650 RPM, with a
+    // helper that is not bundled.
+    static StoreRig oneFanMac() {
+        StoreRig rig;
+        rig.controller->capabilities =
+            FanHardwareCapabilities::make(1, 1000.0, 4900.0, 1650.0, "SMC");
+        rig.controller->temperatureC = 52.0;
+        rig.controller->actualRPM = 1650.0;
+        return rig;
+    }
+
     [[nodiscard]] WindlarkStoreServices services(bool withPreferences = true) {
         return {controller,
                 helper,
@@ -125,7 +149,7 @@ struct StoreRig {
         store = std::make_unique<WindlarkStore>(services(withPreferences), std::move(options));
         return *store;
     }
-    WindlarkStore& makeInCurveMode(WindlarkProfile profile = WindlarkProfile::balanced()) {
+    WindlarkStore& makeInCurveMode(WindlarkProfile profile = linearProfile()) {
         return make({std::move(profile), std::nullopt, FanControlMode::curve, false});
     }
 
@@ -151,18 +175,5 @@ struct StoreRig {
         return std::count(helper->calls.begin(), helper->calls.end(), call);
     }
 };
-
-// 30...100 C onto 1000...8000 RPM in a straight line: 100 RPM per degree.
-inline WindlarkProfile linearProfile() {
-    WindlarkProfile profile = WindlarkProfile::balanced();
-    profile.temperatureAxis.minimum = 30.0;
-    profile.temperatureAxis.maximum = 100.0;
-    profile.rpmAxis.minimum = 1000.0;
-    profile.rpmAxis.maximum = 8000.0;
-    profile.safetyLimitC = 95.0;
-    profile.points = {WindlarkPoint{Uuid::random(), 30.0, 1000.0},
-                      WindlarkPoint{Uuid::random(), 100.0, 8000.0}};
-    return profile;
-}
 
 } // namespace windlark

@@ -83,26 +83,23 @@ TEST(CompactThermalHistory, WindowSelectsFromNowBackBothEndsIncluded) {
     for (double seconds : {0.0, 1500.0, 1800.0, 3000.0, 3300.0}) {
         history.record(snapshot(seconds, seconds / 100.0));
     }
-    const auto temperatures = [&](ThermalHistoryWindow window, double now) {
-        std::vector<double> result;
-        for (const auto& sample : history.samples(window, at(now))) {
-            result.push_back(sample.temperatureC);
-        }
-        return result;
-    };
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 3300.0),
-              (std::vector<double>{30, 33}));
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::thirtyMinutes, 3300.0),
-              (std::vector<double>{15, 18, 30, 33}));
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::oneHour, 3300.0),
-              (std::vector<double>{0, 15, 18, 30, 33}));
     // "Now" is the snapshot's time: later samples are not in an earlier view.
-    EXPECT_EQ(temperatures(ThermalHistoryWindow::fiveMinutes, 1800.0),
-              (std::vector<double>{15, 18}));
+    const std::tuple<ThermalHistoryWindow, double, std::vector<double>> cases[] = {
+        {ThermalHistoryWindow::fiveMinutes, 3300.0, {30, 33}},
+        {ThermalHistoryWindow::thirtyMinutes, 3300.0, {15, 18, 30, 33}},
+        {ThermalHistoryWindow::oneHour, 3300.0, {0, 15, 18, 30, 33}},
+        {ThermalHistoryWindow::fiveMinutes, 1800.0, {15, 18}},
+    };
     const WindlarkAxis axis{"", "", 0.0, 40.0};
-    EXPECT_EQ(
-        history.distribution(ThermalHistoryWindow::thirtyMinutes, at(3300.0), axis, 4).sampleCount,
-        4);
+    for (const auto& [window, now, expected] : cases) {
+        std::vector<double> temperatures;
+        for (const auto& sample : history.samples(window, at(now))) {
+            temperatures.push_back(sample.temperatureC);
+        }
+        EXPECT_EQ(temperatures, expected) << now;
+        EXPECT_EQ(history.distribution(window, at(now), axis, 4).sampleCount,
+                  static_cast<int>(expected.size()));
+    }
 }
 
 } // namespace

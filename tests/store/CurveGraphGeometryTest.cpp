@@ -34,15 +34,12 @@ TEST(CurveGraphGeometry, PlotAreaAndBothMappingsAtTheWindowSizes) {
         const CurveGraphGeometry g = geometry(c.width, c.height);
         EXPECT_EQ(g.plotArea(), c.plot);
         const GraphRect& p = c.plot;
-        EXPECT_DOUBLE_EQ(g.x(30), p.x);
-        EXPECT_DOUBLE_EQ(g.x(100), p.x + p.width);
-        EXPECT_DOUBLE_EQ(g.x(47.5), p.x + p.width / 4);
-        EXPECT_DOUBLE_EQ(g.y(1200), p.y + p.height);
-        EXPECT_DOUBLE_EQ(g.y(6200), p.y);
-        EXPECT_DOUBLE_EQ(g.y(4950), p.y + p.height / 4);
-        // Values beyond an axis land on its end.
-        EXPECT_DOUBLE_EQ(g.x(-40), p.x);
-        EXPECT_DOUBLE_EQ(g.y(90000), p.y);
+        // Both axis ends, a quarter of the way along each, and values beyond the axes (their
+        // ends).
+        EXPECT_EQ(g.position(30, 1200), (GraphPoint{p.x, p.maxY()}));
+        EXPECT_EQ(g.position(100, 6200), (GraphPoint{p.maxX(), p.y}));
+        EXPECT_EQ(g.position(47.5, 4950), (GraphPoint{p.x + p.width / 4, p.y + p.height / 4}));
+        EXPECT_EQ(g.position(-40, 90000), (GraphPoint{p.x, p.y}));
 
         // Back from positions: inside, and far beyond every edge (an axis end).
         EXPECT_EQ(g.value({p.x + p.width / 4, p.y + p.height / 4}), (GraphValue{47.5, 4950}));

@@ -1,4 +1,5 @@
 #include "fakes/SimulatedEditorStore.h"
+#include "fakes/StoreRig.h"
 #include "store/CurveGraphGeometry.h"
 #include "text/L10n.h"
 #include "ui/AxisSettingsView.h"
@@ -16,6 +17,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
@@ -40,6 +42,9 @@ struct Editor {
     [[nodiscard]] WindlarkPoint point(std::size_t index) const {
         return store.profile().sortedPoints().at(index);
     }
+    [[nodiscard]] WindlarkPoint point(const Uuid& id) const {
+        return *std::ranges::find(store.profile().points, id, &WindlarkPoint::id);
+    }
     // Where the graph draws a point.
     [[nodiscard]] QPoint centreOf(const WindlarkPoint& p) const {
         const CurveGraphGeometry geometry(graph->width(), graph->height(),
@@ -59,22 +64,18 @@ void drag(CurveGraphView& graph, QPoint from, QPoint to) {
 }
 
 TEST(CurveGraphView, DraggingBeyondThePlotStopsAtTheAxisEndsAndTheNeighbourBounds) {
-    struct Case {
-        std::size_t index;
-        QPoint target; // beyond the plot, which starts at (88, 34) and ends 36/62 before the edges
-        double temperatureC;
-        double rpm;
-    };
-    const Case cases[] = {
+    // The point, a target beyond the plot (which starts at (88, 34) and ends 36/62 before
+    // the edges) and where the point stops.
+    const std::tuple<std::size_t, QPoint, double, double> cases[] = {
         {0, {2, 2}, 30, 4900},   // the coldest point reaches the axis corner
         {1, {2, 818}, 36, 1000}, // 1 C above its neighbour at 35, the RPM floor
         {1, {1278, 400}, 67, 1000 + 3900 * 358.0 / 724}, // 1 C below 68, the RPM the height says
         {4, {1278, 818}, 100, 1000},                     // the hottest point to the far corner
     };
-    for (const Case& c : cases) {
+    for (const auto& [index, target, temperatureC, rpm] : cases) {
         Editor editor;
         CurveGraphView& graph = editor.showGraph();
-        const WindlarkPoint before = editor.point(c.index);
+        const WindlarkPoint before = editor.point(index);
         QTest::mouseMove(&graph, {600, 300}); // to a spot in the plot, without a button
         QTest::qWait(1);
         const int backdrops = graph.backdropRenderCount();
@@ -83,17 +84,11 @@ TEST(CurveGraphView, DraggingBeyondThePlotStopsAtTheAxisEndsAndTheNeighbourBound
         QTest::mousePress(&graph, Qt::LeftButton, Qt::NoModifier, centre);
         QTest::mouseMove(&graph, centre + QPoint(2, 1));
         QTest::mouseRelease(&graph, Qt::LeftButton, Qt::NoModifier, centre + QPoint(2, 1));
-        EXPECT_EQ(editor.point(c.index), before);
+        EXPECT_EQ(editor.point(index), before);
 
-        drag(graph, centre, c.target);
-        const auto* after = &editor.store.profile().points[0];
-        for (const WindlarkPoint& p : editor.store.profile().points) {
-            if (p.id == before.id) {
-                after = &p;
-            }
-        }
-        EXPECT_EQ(after->temperatureC, c.temperatureC) << c.index;
-        EXPECT_NEAR(after->rpm, c.rpm, 1e-9) << c.index;
+        drag(graph, centre, target);
+        EXPECT_EQ(editor.point(before.id).temperatureC, temperatureC) << index;
+        EXPECT_NEAR(editor.point(before.id).rpm, rpm, 1e-9) << index;
         // A drag repaints the curve, never the cached grid and histogram.
         QApplication::processEvents();
         EXPECT_EQ(graph.backdropRenderCount(), backdrops);
@@ -141,40 +136,33 @@ TEST(CurveGraphView, ArrowKeysStepTheSelectedPoint) {
                                                          {Qt::Key_Down, 52, 2050}};
     for (const auto& [key, temperatureC, rpm] : steps) {
         QTest::keyClick(&graph, key);
-        EXPECT_EQ(editor.point(1).id, second.id);
-        EXPECT_EQ(editor.point(1).temperatureC, temperatureC) << key;
-        EXPECT_EQ(editor.point(1).rpm, rpm) << key;
+        EXPECT_EQ(editor.point(1), (WindlarkPoint{second.id, temperatureC, rpm})) << key;
     }
 }
 
 TEST(CurvePointEditorSheet, TypedValuesAreSavedClampedAndNonNumbersKeepThePoint) {
-    struct Case {
-        const char* temperature;
-        const char* rpm;
-        double temperatureC;
-        double expectedRPM;
-    };
-    // The second point may take 36...67 C and 1000...4900 RPM.
-    const Case cases[] = {
+    // What is typed into both fields and what the point takes; the second point may take
+    // 36...67 C and 1000...4900 RPM.
+    const std::tuple<const char*, const char*, double, double> cases[] = {
         {"200", "9000", 67, 4900},   {"-5", "-5", 36, 1000},           {"abc", "2500", 52, 2500},
         {"60 C", "1,500", 60, 1500}, {"44,5", "3000 RPM", 44.5, 3000},
     };
-    for (const Case& c : cases) {
+    for (const auto& [typedTemperature, typedRPM, temperatureC, rpm] : cases) {
         Editor editor;
         CurveGraphView& graph = editor.showGraph(900, 520);
-        const Uuid id = editor.point(1).id;
+        const WindlarkPoint second = editor.point(1);
         // The point's value label sits just above it; a click there opens the sheet.
         QTest::mouseClick(&graph, Qt::LeftButton, Qt::NoModifier,
-                          editor.centreOf(editor.point(1)) - QPoint(0, 26));
+                          editor.centreOf(second) - QPoint(0, 26));
         CurvePointEditorSheet* sheet = graph.pointEditor();
         ASSERT_NE(sheet, nullptr);
-        EXPECT_EQ(sheet->pointID(), id);
+        EXPECT_EQ(sheet->pointID(), second.id);
         EXPECT_EQ(sheet->temperatureField()->text(), "52");
-        sheet->temperatureField()->setText(QString::fromUtf8(c.temperature));
-        sheet->rpmField()->setText(QString::fromUtf8(c.rpm));
+        sheet->temperatureField()->setText(QString::fromUtf8(typedTemperature));
+        sheet->rpmField()->setText(QString::fromUtf8(typedRPM));
         QTest::mouseClick(sheet->saveButton(), Qt::LeftButton);
-        EXPECT_EQ(editor.point(1).temperatureC, c.temperatureC) << c.temperature;
-        EXPECT_EQ(editor.point(1).rpm, c.expectedRPM) << c.rpm;
+        EXPECT_EQ(editor.point(1), (WindlarkPoint{second.id, temperatureC, rpm}))
+            << typedTemperature;
     }
 
     // Cancel changes nothing; closing the window under an open sheet keeps what was saved.
@@ -192,12 +180,8 @@ TEST(CurvePointEditorSheet, TypedValuesAreSavedClampedAndNonNumbersKeepThePoint)
 }
 
 TEST(AxisSettingsView, FieldsRefuseTextThatIsNoNumberAndKeepTheProfileRules) {
-    struct Case {
-        NumberField* (AxisSettingsView::*field)() const;
-        const char* typed;
-        QString shown; // what the field shows afterwards
-    };
-    const Case cases[] = {
+    // The field, what is typed and what the field shows afterwards.
+    const std::tuple<NumberField* (AxisSettingsView::*)() const, const char*, QString> cases[] = {
         {&AxisSettingsView::temperatureMinimumField, "warm", "30"},
         {&AxisSettingsView::temperatureMinimumField, "99", "95"}, // 5 C below the maximum
         {&AxisSettingsView::temperatureMaximumField, "20 C", "35"},
@@ -206,18 +190,18 @@ TEST(AxisSettingsView, FieldsRefuseTextThatIsNoNumberAndKeepTheProfileRules) {
         {&AxisSettingsView::safetyLimitField, "150", "100"},   // within the temperature axis
         {&AxisSettingsView::fanOffThresholdField, "90", "85"}, // 1 C below the limit
     };
-    for (const Case& c : cases) {
+    for (const auto& [fieldOf, typed, shown] : cases) {
         Editor editor;
         editor.store.updateFanOffThresholdEnabled(true);
         AxisSettingsView view(editor.store);
         view.show();
         QApplication::setActiveWindow(&view);
-        NumberField* field = (view.*c.field)();
+        NumberField* field = (view.*fieldOf)();
         field->setFocus();
         field->selectAll();
-        QTest::keyClicks(field, QString::fromUtf8(c.typed));
+        QTest::keyClicks(field, QString::fromUtf8(typed));
         QTest::keyClick(field, Qt::Key_Return);
-        EXPECT_EQ(field->text(), c.shown) << c.typed;
+        EXPECT_EQ(field->text(), shown) << typed;
     }
 }
 
@@ -323,6 +307,43 @@ TEST(StatusSidebarView, OffersThisComputersSensorsWithTheDefaultFirst) {
     EXPECT_EQ(visibleTexts(view).count(QString::fromStdString(notice)), 1U);
     EXPECT_EQ(
         visibleTexts(view).count(EditorStyle::qtext(editor.store, L10nKey::temperatureSensor)), 1U);
+}
+
+// The fan calibration the Linux daemon offers: the button only while a fan needs
+// measuring, the run's progress in the chosen language, and a way to stop it.
+TEST(StatusSidebarView, CalibrationIsOfferedFollowedAndCancelledInTheChosenLanguage) {
+    StoreRig rig = StoreRig::oneFanMac();
+    rig.helper->calibration = HelperCalibrationStatus{2, ""};
+    WindlarkStore& store = rig.make({}, false);
+    ContentView view(store);
+    view.show();
+    const auto button = [&](L10nKey key) -> QPushButton* {
+        for (QPushButton* found : view.findChildren<QPushButton*>()) {
+            if (found->isVisibleTo(&view) && found->text() == EditorStyle::qtext(store, key)) {
+                return found;
+            }
+        }
+        return nullptr;
+    };
+    const auto shows = [&](const char* text) {
+        return visibleTexts(view).count(QString::fromUtf8(text)) == 1;
+    };
+    EXPECT_TRUE(shows("Calibrate fans"));
+    EXPECT_EQ(button(L10nKey::cancel), nullptr);
+
+    rig.helper->calibration = HelperCalibrationStatus{2, "fan 1 of 2 (pwmfan@/p#fan1): 40 %"};
+    store.calibrateFans(); // as the confirmed dialog does
+    EXPECT_EQ(button(L10nKey::calibrateFans), nullptr);
+    EXPECT_TRUE(shows("Calibrating fan 1 of 2 (pwmfan@/p#fan1): 40 %"));
+    store.setLanguage(AppLanguage::japanese);
+    EXPECT_TRUE(shows("ファンを較正中 1/2（pwmfan@/p#fan1）: 40 %"));
+
+    rig.helper->calibration = HelperCalibrationStatus{0, "failed: stalled"};
+    ASSERT_NE(button(L10nKey::cancel), nullptr);
+    button(L10nKey::cancel)->click();
+    EXPECT_EQ(rig.count("cancelCalibration"), 1);
+    EXPECT_TRUE(shows("前回の較正: 失敗: stalled"));
+    EXPECT_EQ(button(L10nKey::calibrateFans), nullptr);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "ui/MenuBarPanelView.h"
 
-#include "StoreFixture.h"
+#include "fakes/StoreRig.h"
 #include "text/L10n.h"
 #include "ui/QtText.h"
 #include "ui/StatusBarController.h"
@@ -79,34 +79,34 @@ struct RowCase {
 TEST(MenuBarPanelView, RowsFollowTheirFlagsAndNothingElseMoves) {
     PrivilegedHelperHealth notInstalled = PrivilegedHelperHealth::unavailable();
     notInstalled.isBundled = true;
-    PrivilegedHelperHealth silent = StoreFixture::healthyHelper();
+    PrivilegedHelperHealth silent = StoreRig::healthyHelper();
     silent.hasHeartbeat = false;
     const std::vector<RowCase> cases = {
-        {"unsupported", true, StoreFixture::healthyHelper(), true, false, false, "", false, false,
+        {"unsupported", true, StoreRig::healthyHelper(), true, false, false, "", false, false,
          "System"},
         {"helper not installed", false, notInstalled, false, false, true,
          "Install Fan Control Helper", false, true, "System"},
         {"helper without heartbeat", false, silent, false, false, true, "Update Fan Control Helper",
          false, true, "System"},
-        {"write capable, system", false, StoreFixture::healthyHelper(), false, false, false, "",
-         true, true, "System"},
-        {"write capable, curve", false, StoreFixture::healthyHelper(), true, true, false, "", true,
+        {"write capable, system", false, StoreRig::healthyHelper(), false, false, false, "", true,
+         true, "System"},
+        {"write capable, curve", false, StoreRig::healthyHelper(), true, true, false, "", true,
          true, "Curve"},
     };
     std::optional<QRect> editorRow;
     std::optional<QRect> quitRow;
     for (const RowCase& row : cases) {
         SCOPED_TRACE(row.name);
-        StoreFixture fixture;
+        StoreRig rig = StoreRig::oneFanMac();
         if (row.isUnsupported) {
-            fixture.fan->capabilities = StoreFixture::unsupported();
+            rig.controller->capabilities = StoreRig::unsupported();
         }
-        fixture.helper->health = row.health;
-        auto store = fixture.makeStore();
+        rig.helper->health = row.health;
+        WindlarkStore& store = rig.make({}, false);
         if (row.turnsCurveOn) {
-            store->setCurveEnabled(true);
+            store.setCurveEnabled(true);
         }
-        MenuBarPanelView panel(*store, {});
+        MenuBarPanelView panel(store, {});
         panel.show();
 
         EXPECT_EQ(isShown(panel, "resetButton"), row.showsReset);
@@ -118,7 +118,7 @@ TEST(MenuBarPanelView, RowsFollowTheirFlagsAndNothingElseMoves) {
         auto* curveSwitch = child<QAbstractButton>(panel, "curveSwitch");
         EXPECT_TRUE(curveSwitch->isVisibleTo(&panel));
         EXPECT_EQ(curveSwitch->isEnabled(), row.isSwitchEnabled);
-        EXPECT_EQ(curveSwitch->isChecked(), store->isCurveEnabled());
+        EXPECT_EQ(curveSwitch->isChecked(), store.isCurveEnabled());
         EXPECT_EQ(child<QLabel>(panel, "modeBadge")->text(), row.badge);
         for (const char* always :
              {"title", "temperatureValue", "fanValue", "curveValue", "limitValue", "curveEffect",
@@ -137,39 +137,38 @@ TEST(MenuBarPanelView, RowsFollowTheirFlagsAndNothingElseMoves) {
 }
 
 TEST(MenuBarPanelView, TheSwitchAndTheButtonsDriveTheStore) {
-    StoreFixture fixture;
-    fixture.helper->health = StoreFixture::healthyHelper();
-    auto store = fixture.makeStore();
+    StoreRig rig = StoreRig::oneFanMac();
+    rig.helper->health = StoreRig::healthyHelper();
+    WindlarkStore& store = rig.make({}, false);
     int editorOpenings = 0;
     int quits = 0;
-    MenuBarPanelView panel(*store, {[&] { ++editorOpenings; }, [&] { ++quits; }, {}});
+    MenuBarPanelView panel(store, {[&] { ++editorOpenings; }, [&] { ++quits; }, {}});
     panel.show();
     const QColor systemTint = MenuBarPanelView::modeTint(FanControlMode::system);
     EXPECT_TRUE(child(panel, "modeBadge")->styleSheet().contains(systemTint.name()));
 
     QTest::mouseClick(child(panel, "curveSwitch"), Qt::LeftButton);
-    EXPECT_EQ(store->mode(), FanControlMode::curve);
+    EXPECT_EQ(store.mode(), FanControlMode::curve);
     EXPECT_TRUE(isShown(panel, "resetButton"));
     const QColor curveTint = MenuBarPanelView::modeTint(FanControlMode::curve);
     EXPECT_NE(curveTint, systemTint);
     EXPECT_TRUE(child(panel, "modeBadge")->styleSheet().contains(curveTint.name()));
 
-    fixture.helper->calls.clear();
+    rig.helper->calls.clear();
     QTest::mouseClick(child(panel, "testButton"), Qt::LeftButton);
-    fixture.leaseQueue->runAll();
-    EXPECT_FALSE(fixture.helper->leases.empty());
+    rig.leaseQueue->runAll();
+    EXPECT_FALSE(rig.helper->leases.empty());
 
     EXPECT_FALSE(isShown(panel, "statusLine"));
-    fixture.helper->resetResult.message = "Helper did not answer within 8 seconds.";
+    rig.helper->resetResult.message = "Helper did not answer within 8 seconds.";
     QTest::mouseClick(child(panel, "resetButton"), Qt::LeftButton);
-    EXPECT_EQ(store->mode(), FanControlMode::system);
+    EXPECT_EQ(store.mode(), FanControlMode::system);
+    EXPECT_EQ(rig.count("reset"), 1);
     EXPECT_FALSE(isShown(panel, "resetButton"));
     // What the helper said is the panel's status line.
     EXPECT_TRUE(isShown(panel, "statusLine"));
     EXPECT_EQ(child<QLabel>(panel, "statusLine")->text(),
-              toQString(fixture.helper->resetResult.message));
-    EXPECT_NE(std::find(fixture.helper->calls.begin(), fixture.helper->calls.end(), "reset"),
-              fixture.helper->calls.end());
+              "Helper did not answer within 8 seconds.");
 
     QTest::mouseClick(child(panel, "openEditorButton"), Qt::LeftButton);
     QTest::mouseClick(child(panel, "quitButton"), Qt::LeftButton);
@@ -178,45 +177,49 @@ TEST(MenuBarPanelView, TheSwitchAndTheButtonsDriveTheStore) {
 }
 
 TEST(MenuBarPanelView, FollowsTheStoreOnlyWhileShown) {
-    StoreFixture fixture;
-    auto store = fixture.makeStore();
-    MenuBarPanelView panel(*store, {});
+    StoreRig rig = StoreRig::oneFanMac();
+    MenuBarPanelView panel(rig.make({}, false), {});
     panel.show();
     auto* fanValue = child<QLabel>(panel, "fanValue");
-    fixture.fan->actualRPM = 2100.0;
-    fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
+    const auto tick = [&](double rpm) {
+        rig.controller->actualRPM = rpm;
+        rig.tick();
+    };
+    tick(2100.0);
     EXPECT_EQ(fanValue->text(), "2100 RPM");
 
     panel.hide();
-    fixture.fan->actualRPM = 2500.0;
-    fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
+    tick(2500.0);
     EXPECT_EQ(fanValue->text(), "2100 RPM");
     panel.show();
     EXPECT_EQ(fanValue->text(), "2500 RPM");
 
     panel.showMinimized();
-    fixture.fan->actualRPM = 2700.0;
-    fixture.loop->advance(WindlarkStore::snapshotRefreshInterval);
+    tick(2700.0);
     EXPECT_EQ(fanValue->text(), "2500 RPM");
     panel.showNormal();
     EXPECT_EQ(fanValue->text(), "2700 RPM");
 }
 
-TEST(MenuBarPanelView, ALanguageChangeRetranslatesEveryVisibleText) {
-    StoreFixture fixture;
-    fixture.isSimulatedMachine = true;
-    fixture.helper->health = PrivilegedHelperHealth::unavailable();
-    fixture.helper->health.isBundled = true;
-    auto store = fixture.makeStore();
-    store->setCurveEnabled(true);
-    StatusBarController controller(*store, {false, StatusBarController::PanelStyle::window}, {});
+// Every language is complete and fits the fixed panel, even with every optional row shown
+// (a helper to install, the curve switched on, the simulated machine's note): nothing is
+// left in English and no label is cut off. With WINDLARK_UI_PICTURES set to a folder, the
+// panel's picture in each language is written there to be looked at.
+TEST(MenuBarPanelView, EveryLanguageIsCompleteAndFitsThePanel) {
+    StoreRig rig = StoreRig::oneFanMac();
+    rig.isSimulatedMachine = true;
+    rig.helper->health.isBundled = true;
+    WindlarkStore& store = rig.make({}, false);
+    store.setCurveEnabled(true);
+    StatusBarController controller(store, {false, StatusBarController::PanelStyle::window}, {});
     controller.showEditorWindow();
     MenuBarPanelView& panel = *controller.panel();
     QWidget& editor = *controller.editorWindow();
+    const QString pictures = qEnvironmentVariable("WINDLARK_UI_PICTURES");
 
     for (const AppLanguage language : allCases<AppLanguage>) {
         SCOPED_TRACE(std::string(rawValue(language)));
-        store->setLanguage(language);
+        store.setLanguage(language);
         const auto text = [language](L10nKey key) { return toQString(L10n::text(key, language)); };
         QStringList texts = visibleTexts(panel);
         for (QAction* action : controller.itemMenu()->actions()) {
@@ -235,26 +238,7 @@ TEST(MenuBarPanelView, ALanguageChangeRetranslatesEveryVisibleText) {
         EXPECT_EQ(editor.windowTitle(), text(L10nKey::curveEditor));
         EXPECT_TRUE(
             child<QLabel>(panel, "simulatedNote")->text().startsWith(text(L10nKey::simulatedFan)));
-    }
-}
 
-// Every language fits the fixed panel, even with every optional row shown (a helper to
-// install, the curve switched on, a status line): no label is cut off. With
-// WINDLARK_UI_PICTURES set to a folder, the panel's picture in each language is written
-// there to be looked at.
-TEST(MenuBarPanelView, EveryLanguageFitsThePanel) {
-    StoreFixture fixture;
-    fixture.isSimulatedMachine = true;
-    fixture.helper->health = PrivilegedHelperHealth::unavailable();
-    fixture.helper->health.isBundled = true;
-    auto store = fixture.makeStore();
-    store->setCurveEnabled(true);
-    MenuBarPanelView panel(*store, {});
-    panel.show();
-    const QString pictures = qEnvironmentVariable("WINDLARK_UI_PICTURES");
-    for (const AppLanguage language : allCases<AppLanguage>) {
-        SCOPED_TRACE(std::string(rawValue(language)));
-        store->setLanguage(language);
         QCoreApplication::processEvents(); // the relayout the new texts asked for
         const QImage picture = panel.grab().toImage();
         EXPECT_EQ(picture.size(), MenuBarPanelView::contentSize);

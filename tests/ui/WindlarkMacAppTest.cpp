@@ -1,6 +1,6 @@
 #include "ui/WindlarkMacApp.h"
 
-#include "StoreFixture.h"
+#include "fakes/StoreRig.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,13 +14,16 @@
 namespace windlark {
 namespace {
 
-struct AppFixture : StoreFixture {
+struct AppFixture : StoreRig {
+    AppFixture()
+        : StoreRig(StoreRig::oneFanMac()) {}
+
     std::vector<int> exits;
     std::vector<std::string> helperCallsAtExit;
 
     [[nodiscard]] WindlarkMacAppServices appServices() {
         WindlarkMacAppServices services;
-        services.store = StoreFixture::services();
+        services.store = StoreRig::services(false);
         services.preferences = preferences;
         services.exit = [this](int status) {
             exits.push_back(status);
@@ -31,12 +34,14 @@ struct AppFixture : StoreFixture {
     }
 };
 
-TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce) {
+// A launch that must move itself first shows only the offer to move, once start-up is done.
+TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnceUnlessItMoves) {
     WindlarkProfile saved = WindlarkProfile::balanced();
     saved.rpmAxis.minimum = 1200.0;
     saved.rpmAxis.maximum = 3000.0;
-    for (const bool hasSavedProfile : {false, true}) {
-        SCOPED_TRACE(hasSavedProfile);
+    for (const auto& [hasSavedProfile, mustMove] :
+         {std::pair(false, false), std::pair(true, false), std::pair(false, true)}) {
+        SCOPED_TRACE(testing::Message() << hasSavedProfile << mustMove);
         AppFixture fixture;
         if (hasSavedProfile) {
             fixture.defaults->setDataText(rawValue(WindlarkPreferences::Key::profile),
@@ -46,9 +51,9 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         WindlarkMacApp* started = nullptr;
         bool decidedBeforeTheStore = false;
         int offers = 0;
-        services.shouldHandleInstallLocation = [&] {
+        services.shouldHandleInstallLocation = [&, moves = mustMove] {
             decidedBeforeTheStore = started->store() == nullptr;
-            return false;
+            return moves;
         };
         services.handleInstallLocation = [&] { ++offers; };
         WindlarkMacApp app(std::move(services));
@@ -59,34 +64,20 @@ TEST(WindlarkMacApp, StartsWithTheSavedCurveOrFitsTheBuiltInOneAndActivatesOnce)
         const auto& axis = app.store()->profile().rpmAxis;
         EXPECT_EQ(axis.minimum, hasSavedProfile ? 1200.0 : 1000.0);
         EXPECT_EQ(axis.maximum, hasSavedProfile ? 3000.0 : 4900.0);
+        EXPECT_EQ(offers, 0); // queued, not run inside start-up
 
         StatusBarController* controller = app.statusBarController();
-        ASSERT_NE(controller, nullptr);
+        EXPECT_EQ(controller == nullptr, mustMove);
         app.activateStatusBarController();
-        QCoreApplication::processEvents(); // the queued activation
+        QCoreApplication::processEvents(); // the queued activation and offer
         EXPECT_EQ(app.statusBarController(), controller);
-        EXPECT_EQ(offers, 0);
+        EXPECT_EQ(offers, mustMove ? 1 : 0);
     }
-}
-
-TEST(WindlarkMacApp, ALaunchThatMustMoveItselfShowsOnlyTheOffer) {
-    AppFixture fixture;
-    WindlarkMacAppServices services = fixture.appServices();
-    int offers = 0;
-    services.shouldHandleInstallLocation = [] { return true; };
-    services.handleInstallLocation = [&] { ++offers; };
-    WindlarkMacApp app(std::move(services));
-    app.start();
-    EXPECT_EQ(offers, 0); // queued, not run inside start-up
-    QCoreApplication::processEvents();
-    EXPECT_EQ(offers, 1);
-    app.activateStatusBarController();
-    EXPECT_EQ(app.statusBarController(), nullptr);
 }
 
 TEST(WindlarkMacApp, QuittingHandsTheFanBackOnceAndOnlyWhenThereIsAStore) {
     AppFixture fixture;
-    fixture.helper->health = StoreFixture::healthyHelper();
+    fixture.helper->health = StoreRig::healthyHelper();
     {
         WindlarkMacApp early(fixture.appServices());
         early.quit();
@@ -128,42 +119,38 @@ protected:
         environment_.remove("WINDLARK_SIMULATED_MACHINE");
     }
 
-    std::unique_ptr<QProcess> start(const QStringList& arguments) {
+    std::unique_ptr<QProcess> start(const QString& machineFile = kOneFanMac) {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(environment_);
-        process->start(QStringLiteral(WINDLARK_APP_EXECUTABLE), arguments);
+        process->start(QStringLiteral(WINDLARK_APP_EXECUTABLE),
+                       {QStringLiteral("--simulated-machine"), machineFile});
         EXPECT_TRUE(process->waitForStarted(5000));
         return process;
     }
-
-    static QStringList oneFanMac() {
-        return {"--simulated-machine", "examples/machines/mac-mini-one-fan.json"};
+    static void expectExit(QProcess& process, bool isSuccess) {
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode() == 0, isSuccess);
     }
 
+    static inline const QString kOneFanMac = "examples/machines/mac-mini-one-fan.json";
     QTemporaryDir home_;
     QTemporaryDir runtime_;
     QProcessEnvironment environment_;
 };
 
 TEST_F(WindlarkMacProcess, ASecondStartLeavesTheFirstRunningAndATerminationEndsItCleanly) {
-    auto first = start(oneFanMac());
+    auto first = start();
     // The first is ready once it listens for later starts.
     QTRY_VERIFY_WITH_TIMEOUT(
         !QDir(runtime_.path())
              .entryList({QStringLiteral("windlark-mac-*.socket")}, QDir::System)
              .isEmpty(),
         10000);
-
-    auto second = start(oneFanMac());
-    ASSERT_TRUE(second->waitForFinished(10000));
-    EXPECT_EQ(second->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second->exitCode(), 0);
+    expectExit(*start(), true);
     EXPECT_EQ(first->state(), QProcess::Running);
-
     ::kill(static_cast<pid_t>(first->processId()), SIGTERM);
-    ASSERT_TRUE(first->waitForFinished(10000));
-    EXPECT_EQ(first->exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(first->exitCode(), 0);
+    expectExit(*first, true);
 }
 
 TEST_F(WindlarkMacProcess, RefusesToStartHalfWay) {
@@ -171,37 +158,22 @@ TEST_F(WindlarkMacProcess, RefusesToStartHalfWay) {
     ASSERT_TRUE(malformed.open(QIODevice::WriteOnly));
     malformed.write("{\"model\": ");
     malformed.close();
-    struct Case {
-        const char* name;
-        QStringList arguments;
-        bool hasDisplay;
-        QString message;
+    // A missing and a malformed machine file are named; without a display it says so.
+    const std::tuple<QString, bool, QString> cases[] = {
+        {home_.filePath("nowhere.json"), true, home_.filePath("nowhere.json")},
+        {malformed.fileName(), true, malformed.fileName()},
+        {kOneFanMac, false, QStringLiteral("no display")},
     };
-    for (const Case& c : std::vector<Case>{
-             {"missing machine file",
-              {"--simulated-machine", home_.filePath("nowhere.json")},
-              true,
-              home_.filePath("nowhere.json")},
-             {"malformed machine file",
-              {"--simulated-machine", malformed.fileName()},
-              true,
-              malformed.fileName()},
-             {"no display", oneFanMac(), false, QStringLiteral("no display")},
-         }) {
-        SCOPED_TRACE(c.name);
-        QProcessEnvironment environment = environment_;
-        if (!c.hasDisplay) {
+    for (const auto& [machineFile, hasDisplay, message] : cases) {
+        SCOPED_TRACE(message.toStdString());
+        if (!hasDisplay) {
             for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
-                environment.remove(QLatin1String(name));
+                environment_.remove(QLatin1String(name));
             }
         }
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(WINDLARK_APP_EXECUTABLE), c.arguments);
-        ASSERT_TRUE(process.waitForFinished(10000));
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-        EXPECT_NE(process.exitCode(), 0);
-        EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(c.message));
+        auto process = start(machineFile);
+        expectExit(*process, false);
+        EXPECT_TRUE(QString::fromUtf8(process->readAllStandardError()).contains(message));
     }
 }
 
