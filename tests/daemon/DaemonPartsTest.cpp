@@ -12,14 +12,10 @@ namespace {
 TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
     const DaemonRequest lease{7, DaemonOperation::holdManualTargetLease,
                               WindlarkManualTargetLeaseRequest{0, 1500.0, 15, "app-curve-renewal"}};
-    const DecodedRequest decoded = decodeRequestFrame(encodeRequestFrame(lease));
-    ASSERT_TRUE(decoded.request);
-    EXPECT_EQ(*decoded.request, lease);
+    EXPECT_EQ(decodeRequestFrame(encodeRequestFrame(lease)).request, lease);
     EXPECT_EQ(decodeRequestFrame(R"({"id": -3, "op": "resetToSystem"})").request,
               (DaemonRequest{-3, DaemonOperation::resetToSystem, std::nullopt}));
 
-    const std::string huge =
-        R"({"id":1,"op":"readStatus","pad":")" + std::string(65536, 'x') + "\"}";
     const struct {
         std::string frame;
         std::optional<std::int64_t> id;
@@ -27,7 +23,7 @@ TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
         {"", std::nullopt},
         {"{\"id\": 1, \"op\": ", std::nullopt},
         {"[1, 2]", std::nullopt},
-        {huge, std::nullopt},
+        {R"({"id":1,"op":"readStatus","pad":")" + std::string(65536, 'x') + "\"}", std::nullopt},
         {R"({"id": "1", "op": "readStatus"})", std::nullopt},
         {R"({"id": 1.5, "op": "readStatus"})", std::nullopt},
         {R"({"id": 2, "op": 3})", 2},
@@ -43,34 +39,33 @@ TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
          6},
     };
     for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.frame.substr(0, 80));
         const DecodedRequest refused = decodeRequestFrame(testCase.frame);
-        EXPECT_FALSE(refused.request) << testCase.frame.substr(0, 80);
+        EXPECT_FALSE(refused.request);
         ASSERT_TRUE(refused.error);
         EXPECT_EQ(refused.error->codeText(), "malformed");
-        EXPECT_EQ(refused.id, testCase.id) << testCase.frame.substr(0, 80);
+        EXPECT_EQ(refused.id, testCase.id);
     }
 }
 
+// A reply frame's kind, id, error code and text.
+auto fieldsOf(const std::string& frame) {
+    const auto decoded = decodeReplyFrame(frame);
+    return decoded ? std::optional(std::tuple(decoded->kind, decoded->id, decoded->errorCode,
+                                              decoded->errorText))
+                   : std::nullopt;
+}
+
 TEST(DaemonFrame, RepliesErrorsAndEventsReadBackAsSent) {
+    using Kind = DaemonReplyFrame::Kind;
     const PropertyDictionary reply{{"accepted", true}, {"fanIndex", 0}};
-    const auto decodedReply = decodeReplyFrame(encodeReply(9, reply));
-    ASSERT_TRUE(decodedReply);
-    EXPECT_EQ(decodedReply->kind, DaemonReplyFrame::Kind::reply);
-    EXPECT_EQ(decodedReply->id, 9);
-    EXPECT_EQ(decodedReply->reply, reply);
-
-    const auto refusal = decodeReplyFrame(encodeError(3, DaemonError::driverRefused(16, "pwm1")));
-    ASSERT_TRUE(refusal);
-    EXPECT_EQ(refusal->kind, DaemonReplyFrame::Kind::error);
-    EXPECT_EQ(refusal->id, 3);
-    EXPECT_EQ(refusal->errorCode, "driver-refused: EBUSY");
-    EXPECT_EQ(refusal->errorText, "pwm1");
-
-    const auto event =
-        decodeReplyFrame(encodeLeaseEndedEvent({DaemonErrorCode::stalled, 0, "bad \xff byte"}));
-    ASSERT_TRUE(event);
-    EXPECT_EQ(event->kind, DaemonReplyFrame::Kind::event);
-    EXPECT_EQ(event->errorCode, "stalled");
+    EXPECT_EQ(decodeReplyFrame(encodeReply(9, reply))->reply, reply);
+    EXPECT_EQ(fieldsOf(encodeReply(9, reply)), std::tuple(Kind::reply, 9, "", ""));
+    EXPECT_EQ(fieldsOf(encodeError(3, DaemonError::driverRefused(16, "pwm1"))),
+              std::tuple(Kind::error, 3, "driver-refused: EBUSY", "pwm1"));
+    // Invalid UTF-8 in a text does not cost the frame.
+    EXPECT_EQ(fieldsOf(encodeLeaseEndedEvent({DaemonErrorCode::stalled, 0, "bad \xff byte"})),
+              std::tuple(Kind::event, std::nullopt, "stalled", "bad \ufffd byte"));
 
     EXPECT_FALSE(decodeReplyFrame("{\"id\": 1, \"reply\": {")); // a torn frame, not a throw
     EXPECT_FALSE(decodeReplyFrame(R"({"reply": {}})"));         // a reply without its id
