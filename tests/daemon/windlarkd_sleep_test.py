@@ -1,10 +1,9 @@
 #!/usr/bin/python3
-"""windlarkd and logind's sleep: the real daemon on a private bus with a mocked logind.
-
-The daemon runs under umockdev over the desktop fixture. Before sleep (PrepareForSleep true) every fan must be back and the delay inhibitor
-released within a second; after resume (false) a new inhibitor is taken. Run with the
-system python3, which has dbusmock. Exits 77 (skipped) when dbus-daemon or dbusmock is
-missing.
+"""windlarkd and logind's sleep: the real daemon over the desktop fixture, on a private bus
+with a mocked logind. Before sleep (PrepareForSleep true) every fan must be back and the
+delay inhibitor released within a second; after resume (false) a new inhibitor is taken.
+Run with the system python3. Exits 77 (skipped) without dbus-daemon, dbusmock or
+umockdev's bindings.
 """
 
 import json
@@ -17,6 +16,7 @@ import sys
 import time
 
 SKIP = 77
+INHIBITOR = [("sleep", "windlarkd", "delay")]
 
 
 def wait_for(condition, limit):
@@ -30,22 +30,17 @@ def wait_for(condition, limit):
 
 
 def main():
-    daemon_path = sys.argv[1]
+    sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
     try:
-        import dbus  # pylint: disable=import-outside-toplevel
-        import dbusmock  # pylint: disable=import-outside-toplevel,unused-import
-    except ImportError:
-        print("dbusmock is not installed")
+        # pylint: disable=import-outside-toplevel,unused-import
+        import dbus
+        import dbusmock
+        from windlarkd_machine import ORIGINAL, DesktopMachine, lease_frame
+    except (ImportError, ValueError) as error:  # ValueError: no umockdev bindings
+        print(error)
         return SKIP
     if shutil.which("dbus-daemon") is None:
         print("dbus-daemon is not installed")
-        return SKIP
-    sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-    try:
-        from windlarkd_machine import (  # pylint: disable=import-outside-toplevel
-            ORIGINAL, DesktopMachine, lease_frame)
-    except (ImportError, ValueError) as error:  # no umockdev bindings
-        print(error)
         return SKIP
 
     machine = DesktopMachine()
@@ -54,28 +49,25 @@ def main():
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],
                                stdout=subprocess.PIPE, text=True)
         processes.append(bus)
-        address = bus.stdout.readline().strip()
-        logind = subprocess.Popen(["/usr/bin/python3", "-m", "dbusmock", "--system", "--template",
-                                   "logind"], env=dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=address),
-                                  stdout=subprocess.DEVNULL)
-        processes.append(logind)
-        os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = address
+        os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = bus.stdout.readline().strip()
+        processes.append(subprocess.Popen(["/usr/bin/python3", "-m", "dbusmock", "--system",
+                                           "--template", "logind"], stdout=subprocess.DEVNULL))
         system = dbus.SystemBus()
         assert wait_for(lambda: system.name_has_owner("org.freedesktop.login1"), 10), "no logind"
         manager = system.get_object("org.freedesktop.login1", "/org/freedesktop/login1")
-        mock = dbus.Interface(manager, "org.freedesktop.DBus.Mock")
         login = dbus.Interface(manager, "org.freedesktop.login1.Manager")
 
         def inhibitors():
             return [(str(what), str(who), str(mode)) for what, who, _, mode, _, _ in
                     login.ListInhibitors()]
 
-        daemon = subprocess.Popen(machine.command(daemon_path),
-                                  env=machine.environment(DBUS_SYSTEM_BUS_ADDRESS=address),
-                                  stderr=subprocess.PIPE, text=True)
-        processes.append(daemon)
-        assert wait_for(lambda: inhibitors() == [("sleep", "windlarkd", "delay")], 5), inhibitors()
+        def sleep(is_sleeping):
+            dbus.Interface(manager, "org.freedesktop.DBus.Mock").EmitSignal(
+                "org.freedesktop.login1.Manager", "PrepareForSleep", "b", [is_sleeping])
 
+        processes.append(subprocess.Popen(machine.command(sys.argv[1]),
+                                          env=machine.environment()))
+        assert wait_for(lambda: inhibitors() == INHIBITOR, 5), inhibitors()
         client = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         client.settimeout(2)
         client.connect(machine.socket_path)
@@ -86,8 +78,7 @@ def main():
 
         assert lease()["accepted"] is True
         assert machine.fan() == ("1", "160"), machine.fan()
-
-        mock.EmitSignal("org.freedesktop.login1.Manager", "PrepareForSleep", "b", [True])
+        sleep(True)
         took = wait_for(lambda: machine.fan() == ORIGINAL and inhibitors() == [], 1)
         assert took is not None, (machine.fan(), inhibitors())
         print(f"[ measured ] PrepareForSleep(true) to fans back and inhibitor gone: "
@@ -95,9 +86,8 @@ def main():
         # Lease events and replies may arrive in either order; only the reply matters here.
         reply = lease()
         assert reply["accepted"] is False and reply["error"] == "busy", reply
-
-        mock.EmitSignal("org.freedesktop.login1.Manager", "PrepareForSleep", "b", [False])
-        assert wait_for(lambda: inhibitors() == [("sleep", "windlarkd", "delay")], 1), inhibitors()
+        sleep(False)
+        assert wait_for(lambda: inhibitors() == INHIBITOR, 1), inhibitors()
         assert lease()["accepted"] is True
         client.close()
         assert wait_for(lambda: machine.fan() == ORIGINAL, 1), machine.fan()
