@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <sstream>
 #include <vector>
 
 namespace windlark {
@@ -257,6 +259,68 @@ TEST(Windlarkd, AChipUnpluggedMidLeaseIsRestoredUnderItsNewNumberByTheNextDaemon
     // The duty went back before the mode.
     EXPECT_TRUE(rig.writes().ends_with("pwm1 102\npwm1_enable 5\n")) << rig.writes();
     EXPECT_FALSE(std::filesystem::exists(rig.savedFile()));
+}
+
+// What `command` printed, or nothing when it failed.
+std::optional<std::string> output(const std::string& command) {
+    FILE* pipe = ::popen(command.c_str(), "r");
+    std::string text(4096, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), pipe));
+    return ::pclose(pipe) == 0 ? std::optional(text) : std::nullopt;
+}
+
+TEST(Windlarkd, HandsTheFansBackBeforeSleepAndLeasesAgainAfterResume) {
+    if (!output("/usr/bin/python3 -c 'import dbusmock' && command -v busctl dbus-daemon")) {
+        GTEST_SKIP() << "needs dbus-daemon, python3-dbusmock and busctl";
+    }
+    // A private bus with a mocked logind on it; dbus-daemon prints its address and pid.
+    const std::string bus =
+        output("dbus-daemon --session --fork --print-address=1 --print-pid=1").value_or("");
+    const std::string address = bus.substr(0, bus.find('\n'));
+    const pid_t logind = ::fork();
+    if (logind == 0) {
+        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
+        ::execl("/bin/sh", "sh", "-c",
+                "exec /usr/bin/python3 -m dbusmock --system --template logind >/dev/null", nullptr);
+        ::_exit(127);
+    }
+    DaemonRig rig; // after the fork: its testbed starts a thread
+    rig.systemBus = address;
+    const std::string call =
+        "busctl --address='" + address + "' call org.freedesktop.login1 /org/freedesktop/login1 ";
+    const auto inhibitors = [&call] {
+        return output(call + "org.freedesktop.login1.Manager ListInhibitors 2>/dev/null")
+            .value_or("no logind");
+    };
+    const auto isInhibiting = [&inhibitors] {
+        const std::string held = inhibitors();
+        return held.starts_with("a(ssssuu) 1 \"sleep\" \"windlarkd\"") &&
+               held.find("\"delay\"") != std::string::npos;
+    };
+    const auto prepareForSleep = [&call](const char* isSleeping) {
+        (void)output(call + "org.freedesktop.DBus.Mock EmitSignal sssav " +
+                     "org.freedesktop.login1.Manager PrepareForSleep b 1 b " + isSleeping);
+    };
+    EXPECT_TRUE(DaemonRig::waitFor([&] { return inhibitors() == "a(ssssuu) 0\n"; }, 10s));
+    EXPECT_TRUE(rig.start());
+    EXPECT_TRUE(DaemonRig::waitFor(isInhibiting, 5s)) << inhibitors();
+    const int fd = connectTo(rig.socketPath());
+    EXPECT_EQ(codeOf(ask(fd, lease(1250))), "accepted");
+    EXPECT_FALSE(rig.isOriginal());
+    // Every fan back and the inhibitor released within a second; no lease until resume.
+    prepareForSleep("true");
+    EXPECT_TRUE(DaemonRig::waitFor(
+        [&] { return rig.isOriginal() && inhibitors() == "a(ssssuu) 0\n"; }, 1s));
+    EXPECT_EQ(codeOf(ask(fd, lease(1250))), "busy");
+    prepareForSleep("false");
+    EXPECT_TRUE(DaemonRig::waitFor(isInhibiting, 1s)) << inhibitors();
+    EXPECT_EQ(codeOf(ask(fd, lease(1250))), "accepted");
+    ::close(fd);
+    EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
+    rig.stop(SIGTERM);
+    ::kill(logind, SIGTERM);
+    ::waitpid(logind, nullptr, 0);
+    ::kill(std::stoi(bus.substr(address.size())), SIGTERM);
 }
 
 TEST(DaemonSocketConnector, KeepsOneConnectionSoRenewalsNeverHandTheFansBack) {

@@ -25,6 +25,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace windlark {
 
@@ -112,9 +113,16 @@ public:
         ::setenv("WINDLARKD_WRITE_LOG", (scratch_.path() / "writes").c_str(), 1);
         const char* executable =
             withFaults_ ? WINDLARKD_WITH_FAULTS_EXECUTABLE : WINDLARKD_EXECUTABLE;
-        // Without an option its null ends the arguments early.
-        ::execl(executable, executable, "--no-logind", "--socket", socketPath().c_str(), "--group",
-                group.c_str(), option, nullptr);
+        const std::string socket = socketPath().string();
+        std::vector<const char*> arguments{executable, "--socket",    socket.c_str(),
+                                           "--group",  group.c_str(), option};
+        if (systemBus.empty()) {
+            arguments.insert(arguments.begin() + 1, "--no-logind");
+        } else {
+            ::setenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.c_str(), 1);
+        }
+        arguments.push_back(nullptr); // after the option's, which may end the list already
+        ::execv(executable, const_cast<char* const*>(arguments.data()));
         ::_exit(127);
     }
     // True once the daemon listens.
@@ -130,6 +138,8 @@ public:
     // umockdev's preload, which costs a path translation on every open: for timing the
     // daemon's own work.
     void readPlainFiles() { readsPlainFiles_ = true; }
+    // The bus of the logind the daemon talks to; without one it holds no sleep inhibitor.
+    std::string systemBus;
     void stop(int signal) {
         if (daemon_ > 0) {
             ::kill(daemon_, signal);
