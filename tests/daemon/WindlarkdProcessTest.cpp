@@ -357,11 +357,12 @@ TEST(DaemonSocketConnector, KeepsOneConnectionSoRenewalsNeverHandTheFansBack) {
 
 TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnection) {
     DaemonRig rig;
+    rig.calibrate(""); // no fan has a speed range yet, and the status says so: no refusal
     ASSERT_TRUE(rig.start());
     LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>(rig.socketPath()),
                                    nullptr);
-    // The desktop's second and tenth channels have no map yet.
-    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{2, ""}));
+    // The desktop's first, second and tenth channels have no map.
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{3, ""}));
     const auto started = client.calibrateFans();
     ASSERT_TRUE(started.isSuccess) << started.message;
     EXPECT_TRUE(client.readCalibration().value_or(HelperCalibrationStatus{}).isRunning());
@@ -370,7 +371,7 @@ TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnect
     EXPECT_FALSE(again.isSuccess);
     EXPECT_NE(again.message.find("busy"), std::string::npos) << again.message;
     EXPECT_TRUE(client.cancelCalibration().isSuccess);
-    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{2, "cancelled"}));
+    EXPECT_EQ(client.readCalibration(), (HelperCalibrationStatus{3, "cancelled"}));
     EXPECT_TRUE(DaemonRig::waitFor([&rig] { return rig.isOriginal(); }, 1s));
 }
 
