@@ -129,45 +129,43 @@ TEST(DriverProfile, KnowsManualAutomaticAndSafeStatesOfEachDriver) {
     EXPECT_NE(driverProfile("amdgpu").readOnlyReason.find("amdgpu"), std::string::npos);
 }
 
+// A chip's fans, each as "fanN <mode attribute or no-enable>[ read-only][ <speed input>]".
+std::vector<std::string> fansOf(const HwmonChipListing& chip) {
+    std::vector<std::string> result;
+    for (const DaemonFan& fan : describeFans(chip)) {
+        result.push_back(fan.id.substr(fan.id.find('#') + 1) + " " +
+                         (fan.hasEnable ? fan.modePath() : "no-enable") +
+                         (fan.profile.isWritable ? "" : " read-only") +
+                         (fan.hasInput ? " " + fan.inputPath() : ""));
+    }
+    return result;
+}
+
 TEST(DaemonFan, ListsEachChannelUnderItsStableId) {
+    using Fans = std::vector<std::string>;
     HwmonChipListing nct{"nct6798",
                          "/sys/devices/platform/nct6775.656",
-                         "/sys/class/hwmon/hwmon4",
+                         "/h",
                          {"name", "pwm1", "pwm1_enable", "fan1_input", "pwm2", "pwm10",
                           "pwm10_enable", "pwm01", "pwmx", "pwm3_mode"}};
-    auto fans = describeFans(nct);
-    ASSERT_EQ(fans.size(), 3U);
-    EXPECT_EQ(fans[0].id, "nct6798@/sys/devices/platform/nct6775.656#fan1");
-    EXPECT_EQ(fans[0].enablePath(), "/sys/class/hwmon/hwmon4/pwm1_enable");
-    EXPECT_EQ(fans[0].inputPath(), "/sys/class/hwmon/hwmon4/fan1_input");
-    EXPECT_TRUE(fans[0].profile.isWritable);
-    EXPECT_TRUE(fans[0].hasInput);
+    EXPECT_EQ(describeFans(nct).at(0).id, "nct6798@/sys/devices/platform/nct6775.656#fan1");
     // No enable on a driver that must have one: never written to.
-    EXPECT_EQ(fans[1].channel, 2);
-    EXPECT_FALSE(fans[1].profile.isWritable);
-    EXPECT_FALSE(fans[1].hasInput);
-    EXPECT_EQ(fans[2].channel, 10);
-    EXPECT_TRUE(fans[2].profile.isWritable);
-
-    const auto pwmfan = describeFans({"pwmfan", "/sys/devices/platform/pwm-fan", "/h", {"pwm1"}});
-    ASSERT_EQ(pwmfan.size(), 1U);
-    EXPECT_TRUE(pwmfan[0].profile.isWritable);
-    EXPECT_FALSE(pwmfan[0].hasEnable);
-
-    const auto dell = describeFans({"dell_smm", "/d", "/h", {"pwm1_enable", "pwm1", "pwm2"}});
-    ASSERT_EQ(dell.size(), 2U);
-    EXPECT_EQ(dell[1].enablePath(), "/h/pwm1_enable");
-    EXPECT_TRUE(dell[1].profile.isWritable);
+    EXPECT_EQ(fansOf(nct), (Fans{"fan1 /h/pwm1_enable /h/fan1_input", "fan2 no-enable read-only",
+                                 "fan10 /h/pwm10_enable"}));
+    EXPECT_EQ(fansOf({"pwmfan", "/sys/devices/platform/pwm-fan", "/h", {"pwm1"}}),
+              (Fans{"fan1 no-enable"}));
+    // dell_smm's one enable serves every fan.
+    EXPECT_EQ(fansOf({"dell_smm", "/d", "/h", {"pwm1_enable", "pwm1", "pwm2"}}),
+              (Fans{"fan1 /h/pwm1_enable", "fan2 /h/pwm1_enable"}));
+    // applesmc's fans are its targets beside a manual bit; fan2 has none.
+    const HwmonChipListing smc{
+        "applesmc", "/a", "/h", {"fan1_output", "fan1_manual", "fan2_output", "fan1_input"}};
+    EXPECT_EQ(fansOf(smc), (Fans{"fan1 /h/fan1_manual /h/fan1_input"}));
+    EXPECT_EQ(describeFans(smc)[0].targetPath(), "/h/fan1_output");
 
     HwmonChipListing thinkpad{"thinkpad", "/t", "/h", {"pwm1", "pwm1_enable"}, "/root/sys"};
     EXPECT_EQ(describeFans(thinkpad)[0].watchdogPath,
               "/root/sys/bus/platform/drivers/thinkpad_hwmon/fan_watchdog");
-
-    const auto smc = describeFans(
-        {"applesmc", "/a", "/h", {"fan1_output", "fan1_manual", "fan2_output", "fan1_input"}});
-    ASSERT_EQ(smc.size(), 1U); // fan2 has no manual bit
-    EXPECT_EQ(smc[0].modePath(), "/h/fan1_manual");
-    EXPECT_EQ(smc[0].targetPath(), "/h/fan1_output");
 }
 
 TEST(CalibrationMap, GivesRangeStopPointAndDutyForASpeed) {
