@@ -4,6 +4,7 @@
 #include "daemon/RequestRateLimiter.h"
 #include "daemon/SavedFanState.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace windlark {
@@ -12,14 +13,10 @@ namespace {
 TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
     const DaemonRequest lease{7, DaemonOperation::holdManualTargetLease,
                               WindlarkManualTargetLeaseRequest{0, 1500.0, 15, "app-curve-renewal"}};
-    const DecodedRequest decoded = decodeRequestFrame(encodeRequestFrame(lease));
-    ASSERT_TRUE(decoded.request);
-    EXPECT_EQ(*decoded.request, lease);
+    EXPECT_EQ(decodeRequestFrame(encodeRequestFrame(lease)).request, lease);
     EXPECT_EQ(decodeRequestFrame(R"({"id": -3, "op": "resetToSystem"})").request,
               (DaemonRequest{-3, DaemonOperation::resetToSystem, std::nullopt}));
 
-    const std::string huge =
-        R"({"id":1,"op":"readStatus","pad":")" + std::string(65536, 'x') + "\"}";
     const struct {
         std::string frame;
         std::optional<std::int64_t> id;
@@ -27,7 +24,7 @@ TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
         {"", std::nullopt},
         {"{\"id\": 1, \"op\": ", std::nullopt},
         {"[1, 2]", std::nullopt},
-        {huge, std::nullopt},
+        {R"({"id":1,"op":"readStatus","pad":")" + std::string(65536, 'x') + "\"}", std::nullopt},
         {R"({"id": "1", "op": "readStatus"})", std::nullopt},
         {R"({"id": 1.5, "op": "readStatus"})", std::nullopt},
         {R"({"id": 2, "op": 3})", 2},
@@ -43,40 +40,45 @@ TEST(DaemonFrame, DecodesRequestsAndRefusesEverythingElseAsMalformed) {
          6},
     };
     for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.frame.substr(0, 80));
         const DecodedRequest refused = decodeRequestFrame(testCase.frame);
-        EXPECT_FALSE(refused.request) << testCase.frame.substr(0, 80);
+        EXPECT_FALSE(refused.request);
         ASSERT_TRUE(refused.error);
         EXPECT_EQ(refused.error->codeText(), "malformed");
-        EXPECT_EQ(refused.id, testCase.id) << testCase.frame.substr(0, 80);
+        EXPECT_EQ(refused.id, testCase.id);
     }
 }
 
+// A reply frame's kind, id, error code and text.
+auto fieldsOf(const std::string& frame) {
+    const auto decoded = decodeReplyFrame(frame);
+    return decoded ? std::optional(std::tuple(decoded->kind, decoded->id, decoded->errorCode,
+                                              decoded->errorText))
+                   : std::nullopt;
+}
+
 TEST(DaemonFrame, RepliesErrorsAndEventsReadBackAsSent) {
+    using Kind = DaemonReplyFrame::Kind;
     const PropertyDictionary reply{{"accepted", true}, {"fanIndex", 0}};
-    const auto decodedReply = decodeReplyFrame(encodeReply(9, reply));
-    ASSERT_TRUE(decodedReply);
-    EXPECT_EQ(decodedReply->kind, DaemonReplyFrame::Kind::reply);
-    EXPECT_EQ(decodedReply->id, 9);
-    EXPECT_EQ(decodedReply->reply, reply);
-
-    const auto refusal = decodeReplyFrame(encodeError(3, DaemonError::driverRefused(16, "pwm1")));
-    ASSERT_TRUE(refusal);
-    EXPECT_EQ(refusal->kind, DaemonReplyFrame::Kind::error);
-    EXPECT_EQ(refusal->id, 3);
-    EXPECT_EQ(refusal->errorCode, "driver-refused: EBUSY");
-    EXPECT_EQ(refusal->errorText, "pwm1");
-
-    const auto event =
-        decodeReplyFrame(encodeLeaseEndedEvent({DaemonErrorCode::stalled, 0, "bad \xff byte"}));
-    ASSERT_TRUE(event);
-    EXPECT_EQ(event->kind, DaemonReplyFrame::Kind::event);
-    EXPECT_EQ(event->errorCode, "stalled");
+    EXPECT_EQ(decodeReplyFrame(encodeReply(9, reply))->reply, reply);
+    EXPECT_EQ(fieldsOf(encodeReply(9, reply)), std::tuple(Kind::reply, 9, "", ""));
+    EXPECT_EQ(fieldsOf(encodeError(3, DaemonError::driverRefused(16, "pwm1"))),
+              std::tuple(Kind::error, 3, "driver-refused: EBUSY", "pwm1"));
+    // Invalid UTF-8 in a text does not cost the frame.
+    EXPECT_EQ(fieldsOf(encodeLeaseEndedEvent({DaemonErrorCode::stalled, 0, "bad \xff byte"})),
+              std::tuple(Kind::event, std::nullopt, "stalled", "bad \ufffd byte"));
 
     EXPECT_FALSE(decodeReplyFrame("{\"id\": 1, \"reply\": {")); // a torn frame, not a throw
     EXPECT_FALSE(decodeReplyFrame(R"({"reply": {}})"));         // a reply without its id
     EXPECT_FALSE(decodeReplyFrame(R"({"id": 1})"));
     EXPECT_FALSE(decodeReplyFrame(R"({"event": "lease-ended"})"));
-    EXPECT_EQ(DaemonError::driverRefused(4095, "").codeText(), "driver-refused: 4095");
+    // An errno reads as its symbolic name, or as its number when no driver gives it.
+    for (int error = 1; error < 4096; ++error) {
+        const std::string name = errnoName(error);
+        const char* symbol = strerrorname_np(error);
+        EXPECT_TRUE(name == std::to_string(error) || (symbol != nullptr && name == symbol))
+            << error;
+    }
     for (const DaemonErrorCode code : allDaemonErrorCodes) {
         EXPECT_EQ(daemonErrorCodeFromRawValue(rawValue(code)), code);
     }
@@ -127,45 +129,43 @@ TEST(DriverProfile, KnowsManualAutomaticAndSafeStatesOfEachDriver) {
     EXPECT_NE(driverProfile("amdgpu").readOnlyReason.find("amdgpu"), std::string::npos);
 }
 
+// A chip's fans, each as "fanN <mode attribute or no-enable>[ read-only][ <speed input>]".
+std::vector<std::string> fansOf(const HwmonChipListing& chip) {
+    std::vector<std::string> result;
+    for (const DaemonFan& fan : describeFans(chip)) {
+        result.push_back(fan.id.substr(fan.id.find('#') + 1) + " " +
+                         (fan.hasEnable ? fan.modePath() : "no-enable") +
+                         (fan.profile.isWritable ? "" : " read-only") +
+                         (fan.hasInput ? " " + fan.inputPath() : ""));
+    }
+    return result;
+}
+
 TEST(DaemonFan, ListsEachChannelUnderItsStableId) {
+    using Fans = std::vector<std::string>;
     HwmonChipListing nct{"nct6798",
                          "/sys/devices/platform/nct6775.656",
-                         "/sys/class/hwmon/hwmon4",
+                         "/h",
                          {"name", "pwm1", "pwm1_enable", "fan1_input", "pwm2", "pwm10",
                           "pwm10_enable", "pwm01", "pwmx", "pwm3_mode"}};
-    auto fans = describeFans(nct);
-    ASSERT_EQ(fans.size(), 3U);
-    EXPECT_EQ(fans[0].id, "nct6798@/sys/devices/platform/nct6775.656#fan1");
-    EXPECT_EQ(fans[0].enablePath(), "/sys/class/hwmon/hwmon4/pwm1_enable");
-    EXPECT_EQ(fans[0].inputPath(), "/sys/class/hwmon/hwmon4/fan1_input");
-    EXPECT_TRUE(fans[0].profile.isWritable);
-    EXPECT_TRUE(fans[0].hasInput);
+    EXPECT_EQ(describeFans(nct).at(0).id, "nct6798@/sys/devices/platform/nct6775.656#fan1");
     // No enable on a driver that must have one: never written to.
-    EXPECT_EQ(fans[1].channel, 2);
-    EXPECT_FALSE(fans[1].profile.isWritable);
-    EXPECT_FALSE(fans[1].hasInput);
-    EXPECT_EQ(fans[2].channel, 10);
-    EXPECT_TRUE(fans[2].profile.isWritable);
-
-    const auto pwmfan = describeFans({"pwmfan", "/sys/devices/platform/pwm-fan", "/h", {"pwm1"}});
-    ASSERT_EQ(pwmfan.size(), 1U);
-    EXPECT_TRUE(pwmfan[0].profile.isWritable);
-    EXPECT_FALSE(pwmfan[0].hasEnable);
-
-    const auto dell = describeFans({"dell_smm", "/d", "/h", {"pwm1_enable", "pwm1", "pwm2"}});
-    ASSERT_EQ(dell.size(), 2U);
-    EXPECT_EQ(dell[1].enablePath(), "/h/pwm1_enable");
-    EXPECT_TRUE(dell[1].profile.isWritable);
+    EXPECT_EQ(fansOf(nct), (Fans{"fan1 /h/pwm1_enable /h/fan1_input", "fan2 no-enable read-only",
+                                 "fan10 /h/pwm10_enable"}));
+    EXPECT_EQ(fansOf({"pwmfan", "/sys/devices/platform/pwm-fan", "/h", {"pwm1"}}),
+              (Fans{"fan1 no-enable"}));
+    // dell_smm's one enable serves every fan.
+    EXPECT_EQ(fansOf({"dell_smm", "/d", "/h", {"pwm1_enable", "pwm1", "pwm2"}}),
+              (Fans{"fan1 /h/pwm1_enable", "fan2 /h/pwm1_enable"}));
+    // applesmc's fans are its targets beside a manual bit; fan2 has none.
+    const HwmonChipListing smc{
+        "applesmc", "/a", "/h", {"fan1_output", "fan1_manual", "fan2_output", "fan1_input"}};
+    EXPECT_EQ(fansOf(smc), (Fans{"fan1 /h/fan1_manual /h/fan1_input"}));
+    EXPECT_EQ(describeFans(smc)[0].targetPath(), "/h/fan1_output");
 
     HwmonChipListing thinkpad{"thinkpad", "/t", "/h", {"pwm1", "pwm1_enable"}, "/root/sys"};
     EXPECT_EQ(describeFans(thinkpad)[0].watchdogPath,
               "/root/sys/bus/platform/drivers/thinkpad_hwmon/fan_watchdog");
-
-    const auto smc = describeFans(
-        {"applesmc", "/a", "/h", {"fan1_output", "fan1_manual", "fan2_output", "fan1_input"}});
-    ASSERT_EQ(smc.size(), 1U); // fan2 has no manual bit
-    EXPECT_EQ(smc[0].modePath(), "/h/fan1_manual");
-    EXPECT_EQ(smc[0].targetPath(), "/h/fan1_output");
 }
 
 TEST(CalibrationMap, GivesRangeStopPointAndDutyForASpeed) {

@@ -39,28 +39,20 @@ public:
 
     SysfsValue read(const std::string& path) override {
         const auto found = files.find(path);
-        if (found == files.end()) {
-            return {std::nullopt, ENOENT};
-        }
-        if (found->second.readError != 0) {
-            return {std::nullopt, found->second.readError};
-        }
-        return {found->second.value, 0};
+        const int error = found == files.end() ? ENOENT : found->second.readError;
+        return error != 0 ? SysfsValue{std::nullopt, error} : SysfsValue{found->second.value, 0};
     }
 
     int write(const std::string& path, std::int64_t value) override {
         const auto found = files.find(path);
-        if (found == files.end()) {
-            return ENOENT;
+        const int error = found == files.end() ? ENOENT : found->second.writeError;
+        if (error == 0) {
+            writes.emplace_back(path, value);
+            if (!found->second.ignoresWrites) {
+                found->second.value = value;
+            }
         }
-        if (found->second.writeError != 0) {
-            return found->second.writeError;
-        }
-        writes.emplace_back(path, value);
-        if (!found->second.ignoresWrites) {
-            found->second.value = value;
-        }
-        return 0;
+        return error;
     }
 };
 

@@ -10,8 +10,6 @@
 namespace windlark {
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr const char* hwmon = "/sys/class/hwmon/hwmon2";
 const std::string pwm1 = std::string(hwmon) + "/pwm1";
 const std::string enable1 = pwm1 + "_enable";
@@ -19,9 +17,23 @@ const std::string input1 = std::string(hwmon) + "/fan1_input";
 const std::string pwm2 = std::string(hwmon) + "/pwm2";
 const std::string enable2 = pwm2 + "_enable";
 const std::string input2 = std::string(hwmon) + "/fan2_input";
+const std::string fan1Id = "nct6798@/sys/devices/platform/nct6775.656#fan1";
+using Values = std::vector<std::int64_t>;
 
 MonotonicTime at(double seconds) {
     return std::chrono::duration_cast<MonotonicTime>(std::chrono::duration<double>(seconds));
+}
+
+// The stable code of a reply: a refused frame's, or a rejected lease's.
+std::string codeOf(const std::string& frame) {
+    const auto decoded = decodeReplyFrame(frame);
+    if (!decoded || decoded->kind != DaemonReplyFrame::Kind::reply) {
+        return decoded ? decoded->errorCode : "undecodable";
+    }
+    const std::string* error = decoded->reply.string("error");
+    return error != nullptr                                     ? *error
+           : decoded->reply.boolean("accepted").value_or(false) ? "accepted"
+                                                                : "no-error";
 }
 
 // Two calibrated fans of an nct6798, one in the chip's curve mode 5, one in thermal
@@ -30,10 +42,8 @@ struct Rig {
     FakeSysfs sysfs;
     InMemorySavedStore store;
     std::unique_ptr<FanLeaseDaemon> daemon;
-    std::int64_t nextId = 1;
 
-    explicit Rig(const std::string& chipPath = hwmon) {
-        const std::string dir = chipPath;
+    explicit Rig(const std::string& dir = hwmon) {
         sysfs.set(dir + "/pwm1_enable", 5);
         sysfs.set(dir + "/pwm1", 90);
         sysfs.set(dir + "/fan1_input", 800);
@@ -52,52 +62,31 @@ struct Rig {
         daemon = std::make_unique<FanLeaseDaemon>(sysfs, store, std::move(fans));
     }
 
-    std::string send(DaemonClientId client, const std::string& frame, double now,
-                     bool isPermitted = true) {
-        auto outcome = daemon->handleFrame(client, isPermitted, frame, at(now));
-        return outcome.reply.value_or("");
+    std::string send(DaemonClientId client, const std::string& frame, double now) {
+        return daemon->handleFrame(client, true, frame, at(now)).reply.value_or("");
     }
-    std::string lease(DaemonClientId client, double target, double now, std::int64_t hold = 15,
-                      std::int64_t fan = 0) {
+    std::string op(DaemonClientId client, const std::string& name, double now) {
+        return send(client, R"({"id": 1, "op": ")" + name + "\"}", now);
+    }
+    PropertyDictionary status(double now) {
+        return decodeReplyFrame(op(1, "readStatus", now))->reply;
+    }
+    std::string lease(DaemonClientId client, double target, double now) {
         return send(client,
-                    encodeRequestFrame({nextId++, DaemonOperation::holdManualTargetLease,
-                                        WindlarkManualTargetLeaseRequest{fan, target, hold, "r"}}),
+                    encodeRequestFrame({1, DaemonOperation::holdManualTargetLease,
+                                        WindlarkManualTargetLeaseRequest{0, target, 15, "r"}}),
                     now);
     }
-    std::string reset(DaemonClientId client, double now) {
-        return send(client, encodeRequestFrame({nextId++, DaemonOperation::resetToSystem, {}}),
-                    now);
+    // Both fans' mode and duty.
+    Values state() const {
+        return {sysfs.value(enable1), sysfs.value(pwm1), sysfs.value(enable2), sysfs.value(pwm2)};
     }
-    void expectOriginalState(const std::string& why) const {
-        EXPECT_EQ(sysfs.value(enable1), 5) << why;
-        EXPECT_EQ(sysfs.value(pwm1), 90) << why;
-        EXPECT_EQ(sysfs.value(enable2), 2) << why;
-        EXPECT_EQ(sysfs.value(pwm2), 70) << why;
-        EXPECT_FALSE(daemon->holder()) << why;
-        EXPECT_FALSE(store.text) << why;
+    void expectOriginalState() const {
+        EXPECT_EQ(state(), (Values{5, 90, 2, 70}));
+        EXPECT_FALSE(daemon->holder());
+        EXPECT_FALSE(store.text);
     }
 };
-
-// The stable code of a reply: a refused frame's, or a rejected lease's.
-std::string codeOf(const std::string& frame) {
-    const auto decoded = decodeReplyFrame(frame);
-    if (!decoded) {
-        return "undecodable";
-    }
-    if (decoded->kind != DaemonReplyFrame::Kind::reply) {
-        return decoded->errorCode;
-    }
-    if (const std::string* error = decoded->reply.string("error")) {
-        return *error;
-    }
-    return decoded->reply.boolean("accepted").value_or(false) ? "accepted" : "no-error";
-}
-
-std::ptrdiff_t writeIndex(const FakeSysfs& sysfs, const std::string& path, std::int64_t value) {
-    const auto found = std::find(sysfs.writes.rbegin(), sysfs.writes.rend(),
-                                 std::pair<std::string, std::int64_t>(path, value));
-    return found == sysfs.writes.rend() ? -1 : std::distance(found, sysfs.writes.rend()) - 1;
-}
 
 TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) {
     const struct {
@@ -106,7 +95,7 @@ TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) 
     } endings[] = {
         {"reset",
          [](Rig& rig) {
-             const auto reply = decodeReplyFrame(rig.reset(1, 11));
+             const auto reply = decodeReplyFrame(rig.op(1, "resetToSystem", 11));
              EXPECT_EQ(*reply->reply.string("resetToSystem"), "accepted");
          }},
         {"disconnect", [](Rig& rig) { rig.daemon->clientClosed(1); }},
@@ -122,68 +111,68 @@ TEST(FanLeaseDaemon, SavesBeforeWritingDrivesEveryFanAndHandsBackOnEveryEnding) 
              EXPECT_TRUE(rig.daemon->prepareForSleep(true));
              // A renewal between the signal and the suspend must not take them again.
              EXPECT_EQ(codeOf(rig.lease(1, 1250, 11)), "busy");
-             rig.expectOriginalState("asleep");
+             rig.expectOriginalState();
              EXPECT_TRUE(rig.daemon->prepareForSleep(false));
          }},
     };
     for (const auto& ending : endings) {
+        SCOPED_TRACE(ending.name);
         Rig rig;
-        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted") << ending.name;
-        EXPECT_EQ(rig.store.writesBeforeReplace, 0U) << ending.name;
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
+        EXPECT_EQ(rig.store.writesBeforeReplace, 0U);
         EXPECT_EQ(parseSavedFile(*rig.store.text),
                   (std::vector<SavedFanState>{
-                      {"nct6798@/sys/devices/platform/nct6775.656#fan1", 5, 90, std::nullopt},
+                      {fan1Id, 5, 90, std::nullopt},
                       {"nct6798@/sys/devices/platform/nct6775.656#fan2", 2, 70, std::nullopt}}));
         // Half of fan 1's range is half of fan 2's, each through its own map.
-        EXPECT_EQ(rig.sysfs.value(enable1), 1);
-        EXPECT_EQ(rig.sysfs.value(pwm1), 160);
-        EXPECT_EQ(rig.sysfs.value(enable2), 1);
-        EXPECT_EQ(rig.sysfs.value(pwm2), 153);
+        EXPECT_EQ(rig.state(), (Values{1, 160, 1, 153}));
         EXPECT_EQ(codeOf(rig.lease(1, 500, 10)), "accepted");
         EXPECT_EQ(rig.sysfs.value(pwm1), 60);
 
         ending.end(rig);
-        rig.expectOriginalState(ending.name);
+        rig.expectOriginalState();
         // The duty went back before the mode that makes the chip use its own curve again.
-        EXPECT_LT(writeIndex(rig.sysfs, pwm1, 90), writeIndex(rig.sysfs, enable1, 5));
+        const auto lastWrite = [&rig](const std::string& path, std::int64_t value) {
+            const auto& writes = rig.sysfs.writes;
+            return std::find(writes.rbegin(), writes.rend(), std::pair{path, value}).base();
+        };
+        EXPECT_LT(lastWrite(pwm1, 90), lastWrite(enable1, 5));
         // The next lease starts from the restored state and saves it again.
-        EXPECT_EQ(codeOf(rig.lease(2, 1250, 30)), "accepted") << ending.name;
+        EXPECT_EQ(codeOf(rig.lease(2, 1250, 30)), "accepted");
         EXPECT_NE(rig.store.text->find("\"enable\": 5"), std::string::npos);
     }
 }
 
+// A lease request with its fields as they stand in the frame.
+std::string leaseFrame(const std::string& fan, const std::string& target, const std::string& hold) {
+    return R"({"id": 1, "op": "holdManualTargetLease", "request": {"fanIndex": )" + fan +
+           R"(, "targetRPM": )" + target + R"(, "holdSeconds": )" + hold + R"(, "reason": "r"}})";
+}
+
 TEST(FanLeaseDaemon, RefusesBadRequestsWithTheirCodeAndEndsTheHoldersLease) {
-    const std::string lease = R"({"id": 1, "op": "holdManualTargetLease", "request": )";
     const struct {
         std::string frame;
         const char* code;
         bool closes;
     } cases[] = {
         {"{\"id\": 1, \"op\"", "malformed", false},
-        {lease + R"({"fanIndex": 0, "targetRPM": "1000", "holdSeconds": 15, "reason": "r"}})",
-         "malformed", false},
+        {leaseFrame("0", "\"1000\"", "15"), "malformed", false},
         {R"({"id":1,"op":"readStatus","x":")" + std::string(65536, ' ') + "\"}", "malformed", true},
-        {lease + R"({"fanIndex": 2, "targetRPM": 1000.0, "holdSeconds": 15, "reason": "r"}})",
-         "unknown-fan", false},
-        {lease + R"({"fanIndex": -1, "targetRPM": 1000.0, "holdSeconds": 15, "reason": "r"}})",
-         "unknown-fan", false},
-        {lease + R"({"fanIndex": 0, "targetRPM": 2000.5, "holdSeconds": 15, "reason": "r"}})",
-         "out-of-range", false},
-        {lease + R"({"fanIndex": 0, "targetRPM": 499.0, "holdSeconds": 15, "reason": "r"}})",
-         "out-of-range", false},
-        {lease + R"({"fanIndex": 0, "targetRPM": 1000.0, "holdSeconds": 0, "reason": "r"}})",
-         "out-of-range", false},
-        {lease + R"({"fanIndex": 0, "targetRPM": 1000.0, "holdSeconds": 16, "reason": "r"}})",
-         "out-of-range", false},
+        {leaseFrame("2", "1000.0", "15"), "unknown-fan", false},
+        {leaseFrame("-1", "1000.0", "15"), "unknown-fan", false},
+        {leaseFrame("0", "2000.5", "15"), "out-of-range", false},
+        {leaseFrame("0", "499.0", "15"), "out-of-range", false},
+        {leaseFrame("0", "1000.0", "0"), "out-of-range", false},
+        {leaseFrame("0", "1000.0", "16"), "out-of-range", false},
     };
     for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.frame.substr(0, 90));
         Rig rig;
         ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
         const auto outcome = rig.daemon->handleFrame(1, true, testCase.frame, at(1));
-        EXPECT_EQ(codeOf(outcome.reply.value_or("")), testCase.code)
-            << testCase.frame.substr(0, 90);
-        EXPECT_EQ(outcome.closeClient, testCase.closes) << testCase.frame.substr(0, 90);
-        rig.expectOriginalState(testCase.frame.substr(0, 90));
+        EXPECT_EQ(codeOf(outcome.reply.value_or("")), testCase.code);
+        EXPECT_EQ(outcome.closeClient, testCase.closes);
+        rig.expectOriginalState();
     }
 
     Rig rig;
@@ -196,15 +185,14 @@ TEST(FanLeaseDaemon, OneHolderAtATimeAndAFloodIsLimitedAlone) {
     Rig rig;
     ASSERT_EQ(codeOf(rig.lease(1, 1250, 0)), "accepted");
     EXPECT_EQ(codeOf(rig.lease(2, 1000, 0.1)), "busy");
-    const auto reset = decodeReplyFrame(rig.reset(2, 0.2));
-    EXPECT_EQ(*reset->reply.string("error"), "busy");
+    EXPECT_EQ(codeOf(rig.op(2, "resetToSystem", 0.2)), "busy");
     EXPECT_EQ(rig.sysfs.value(pwm1), 160); // the holder's fans were left alone
 
     // Client 2 floods at 100 requests a second while client 1 renews each second.
     int limited = 0;
     for (int tick = 0; tick < 300; ++tick) {
         const double now = 1.0 + tick * 0.01;
-        limited += codeOf(rig.send(2, R"({"id":1,"op":"readStatus"})", now)) == "rate-limited";
+        limited += codeOf(rig.op(2, "readStatus", now)) == "rate-limited";
         if (tick % 100 == 0) {
             EXPECT_EQ(codeOf(rig.lease(1, 1250, now)), "accepted") << now;
         }
@@ -213,15 +201,15 @@ TEST(FanLeaseDaemon, OneHolderAtATimeAndAFloodIsLimitedAlone) {
     EXPECT_LE(limited, 300 - 30);
     EXPECT_EQ(rig.daemon->holder(), 1U);
     // The flood was a non-holder's: it cost nobody a lease.
-    ASSERT_EQ(codeOf(rig.reset(1, 4)), "no-error");
+    ASSERT_EQ(codeOf(rig.op(1, "resetToSystem", 4)), "no-error");
     // The holder's own flood ends its lease.
     ASSERT_EQ(codeOf(rig.lease(1, 1250, 10)), "accepted");
     std::string last;
     for (int i = 0; i < 12; ++i) {
-        last = rig.send(1, R"({"id":1,"op":"readStatus"})", 10.5);
+        last = rig.op(1, "readStatus", 10.5);
     }
     EXPECT_EQ(codeOf(last), "rate-limited");
-    rig.expectOriginalState("holder flooded");
+    rig.expectOriginalState();
 }
 
 TEST(FanLeaseDaemon, FaultsEndTheLeaseWithTheirCodeUntilTheClientResets) {
@@ -239,6 +227,7 @@ TEST(FanLeaseDaemon, FaultsEndTheLeaseWithTheirCodeUntilTheClientResets) {
         {"chip unplugged", [](FakeSysfs& s) { s.unplug(hwmon); }, 1, "driver-refused: ENODEV"},
     };
     for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.name);
         Rig rig;
         rig.sysfs.set(input1, 1250);
         rig.sysfs.set(input2, 900);
@@ -247,35 +236,28 @@ TEST(FanLeaseDaemon, FaultsEndTheLeaseWithTheirCodeUntilTheClientResets) {
         for (int now = 1; now < testCase.endTick; ++now) {
             rig.daemon->tick(at(now));
             if (now % 10 == 0) {
-                EXPECT_EQ(codeOf(rig.lease(1, 1250, now)), "accepted") << testCase.name;
+                EXPECT_EQ(codeOf(rig.lease(1, 1250, now)), "accepted");
             }
         }
-        EXPECT_EQ(rig.daemon->holder(), 1U) << testCase.name;
-        EXPECT_TRUE(rig.daemon->takeEvents().empty()) << testCase.name;
+        EXPECT_EQ(rig.daemon->holder(), 1U);
+        EXPECT_TRUE(rig.daemon->takeEvents().empty());
         rig.daemon->tick(at(testCase.endTick));
-        EXPECT_FALSE(rig.daemon->holder()) << testCase.name;
+        EXPECT_FALSE(rig.daemon->holder());
         const auto events = rig.daemon->takeEvents();
-        ASSERT_EQ(events.size(), 1U) << testCase.name;
+        ASSERT_EQ(events.size(), 1U);
         EXPECT_EQ(events[0].first, 1U);
-        EXPECT_EQ(decodeReplyFrame(events[0].second)->errorCode, testCase.code) << testCase.name;
-        if (std::string(testCase.name) == "chip unplugged") {
-            // Nothing could be written back; the record waits for the chip.
-            ASSERT_TRUE(rig.store.text);
-            for (auto& [path, attribute] : rig.sysfs.files) {
-                attribute.readError = attribute.writeError = 0;
-            }
-            EXPECT_TRUE(rig.daemon->handBackAll(LeaseEnd::shutdown));
-            EXPECT_FALSE(rig.store.text);
+        EXPECT_EQ(decodeReplyFrame(events[0].second)->errorCode, testCase.code);
+        // What could not be written back (an unplugged chip) stays on record for later.
+        EXPECT_EQ(rig.store.text.has_value(), std::string(testCase.name) == "chip unplugged");
+        for (auto& [path, attribute] : rig.sysfs.files) {
+            attribute.readError = attribute.writeError = 0;
         }
-        EXPECT_EQ(rig.sysfs.value(enable1), 5) << testCase.name;
-        EXPECT_EQ(rig.sysfs.value(pwm1), 90) << testCase.name;
+        EXPECT_TRUE(rig.daemon->handBackAll(LeaseEnd::shutdown));
         // No fight over the fans: the same client gets the fault until it resets.
-        EXPECT_EQ(codeOf(rig.lease(1, 1250, 30)), testCase.code) << testCase.name;
-        EXPECT_EQ(rig.daemon->holder(), std::nullopt);
-        rig.reset(1, 31);
-        if (std::string(testCase.name) == "fan stopped") {
-            EXPECT_EQ(codeOf(rig.lease(1, 1250, 32)), "accepted");
-        }
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 30)), testCase.code);
+        rig.expectOriginalState();
+        rig.op(1, "resetToSystem", 31);
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 32)), "accepted");
     }
 }
 
@@ -302,30 +284,25 @@ TEST(FanLeaseDaemon, NudgesTheDutyTowardsTheMeasuredSpeedAQuarterAtATime) {
 
 TEST(FanLeaseDaemon, ARefusingOrIgnoringDriverLeavesNothingTaken) {
     const struct {
-        const char* name;
         std::function<void(Rig&)> fault;
         const char* code;
         bool isBeforeAnyWrite; // every fan's state must be known before the first write
     } cases[] = {
-        {"second fan's mode refused", [](Rig& r) { r.sysfs.files[enable2].writeError = EINVAL; },
-         "driver-refused: EINVAL", false},
-        {"duty taken but ignored", [](Rig& r) { r.sysfs.files[pwm2].ignoresWrites = true; },
-         "driver-refused: EIO", false},
-        {"mode unreadable", [](Rig& r) { r.sysfs.files[enable2].readError = EACCES; },
-         "driver-refused: EACCES", true},
-        {"duty unreadable", [](Rig& r) { r.sysfs.files[pwm2].readError = EIO; },
-         "driver-refused: EIO", true},
-        {"state cannot be recorded", [](Rig& r) { r.store.replaceError = ENOSPC; },
-         "driver-refused: 28", true},
+        {[](Rig& r) { r.sysfs.files[enable2].writeError = EINVAL; }, "driver-refused: EINVAL",
+         false},
+        {[](Rig& r) { r.sysfs.files[pwm2].ignoresWrites = true; }, "driver-refused: EIO", false},
+        {[](Rig& r) { r.sysfs.files[enable2].readError = EACCES; }, "driver-refused: EACCES", true},
+        {[](Rig& r) { r.sysfs.files[pwm2].readError = EIO; }, "driver-refused: EIO", true},
+        // The state cannot be recorded.
+        {[](Rig& r) { r.store.replaceError = ENOSPC; }, "driver-refused: 28", true},
     };
     for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.code);
         Rig rig;
         testCase.fault(rig);
-        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), testCase.code) << testCase.name;
-        EXPECT_EQ(rig.sysfs.value(enable1), 5) << testCase.name;
-        EXPECT_EQ(rig.sysfs.value(pwm1), 90) << testCase.name;
-        EXPECT_FALSE(rig.daemon->holder()) << testCase.name;
-        EXPECT_EQ(rig.sysfs.writes.empty(), testCase.isBeforeAnyWrite) << testCase.name;
+        EXPECT_EQ(codeOf(rig.lease(1, 1250, 0)), testCase.code);
+        rig.expectOriginalState();
+        EXPECT_EQ(rig.sysfs.writes.empty(), testCase.isBeforeAnyWrite);
     }
 }
 
@@ -333,8 +310,7 @@ TEST(FanLeaseDaemon, RestoresALeftoverFileByStableIdAfterRenumbering) {
     Rig rig("/sys/class/hwmon/hwmon5");
     rig.sysfs.set("/sys/class/hwmon/hwmon5/pwm1_enable", 1);
     rig.sysfs.set("/sys/class/hwmon/hwmon5/pwm1", 255);
-    rig.store.text = savedFileText({{"nct6798@/sys/devices/platform/nct6775.656#fan1", 4, 77, {}},
-                                    {"gone@/nowhere#fan1", 2, 1, {}}});
+    rig.store.text = savedFileText({{fan1Id, 4, 77, {}}, {"gone@/nowhere#fan1", 2, 1, {}}});
     EXPECT_FALSE(rig.daemon->restoreLeftovers()); // one fan could not be found
     EXPECT_EQ(rig.sysfs.value("/sys/class/hwmon/hwmon5/pwm1_enable"), 4);
     EXPECT_EQ(rig.sysfs.value("/sys/class/hwmon/hwmon5/pwm1"), 77);
@@ -356,8 +332,9 @@ TEST(FanLeaseDaemon, StatusSaysWhetherAndWhyFansCanBeWritten) {
     EXPECT_EQ(*status->reply.string("heartbeat"), "ok");
     EXPECT_EQ(*status->reply.string("fanWrites"), "enabled");
     EXPECT_EQ(*status->reply.string("helperPrivilege"), "root");
-    EXPECT_EQ(codeOf(rig.reset(1, 0)), "no-error");
-    EXPECT_EQ(*decodeReplyFrame(rig.reset(1, 0))->reply.string("resetToSystem"), "noop");
+    EXPECT_EQ(codeOf(rig.op(1, "resetToSystem", 0)), "no-error");
+    EXPECT_EQ(*decodeReplyFrame(rig.op(1, "resetToSystem", 0))->reply.string("resetToSystem"),
+              "noop");
 
     FakeSysfs sysfs;
     InMemorySavedStore store;
@@ -369,19 +346,16 @@ TEST(FanLeaseDaemon, StatusSaysWhetherAndWhyFansCanBeWritten) {
     EXPECT_NE(refused->reply.string("error")->find("amdgpu"), std::string::npos);
 }
 
-} // namespace
-} // namespace windlark
-
-namespace windlark {
-namespace {
-
 // A fan that stands still below duty 50 and runs linearly from 500 to 2000 RPM above.
 std::int64_t simulatedSpeed(std::int64_t duty) {
     return duty < 50 ? 0 : std::llround(500.0 + static_cast<double>(duty - 50) * 1500.0 / 205.0);
 }
 
+// The same fans before anything was measured, whose speeds follow their duty.
 struct CalibrationRig : Rig {
     InMemorySavedStore calibrations;
+    // Sent to full duty, a fan needs two seconds to get there: 1000, 1500, then 2000.
+    std::map<std::string, int> spinningUp;
 
     CalibrationRig() {
         calibrations.text = R"({"fans": {"old@/d#fan1": [[0, 0], [255, 900]]}})";
@@ -395,13 +369,11 @@ struct CalibrationRig : Rig {
         }
         daemon = std::make_unique<FanLeaseDaemon>(sysfs, store, fans, configuration, &calibrations);
     }
-    std::string calibrationStatus(double now) {
-        const auto reply = decodeReplyFrame(send(1, R"({"id": 9, "op": "readStatus"})", now));
-        const std::string* text = reply->reply.string("calibration");
+    std::string calibration(double now) {
+        const PropertyDictionary reply = status(now);
+        const std::string* text = reply.string("calibration");
         return text != nullptr ? *text : "";
     }
-    // Sent to full duty, a fan needs two seconds to get there: 1000, 1500, then 2000.
-    std::map<std::string, int> spinningUp;
     void follow(const std::string& pwm, const std::string& input) {
         const std::int64_t duty = sysfs.value(pwm);
         int& ramp = spinningUp[pwm];
@@ -421,73 +393,65 @@ TEST(FanLeaseDaemon, CalibrationMeasuresEachFanInTurnAndAnInterruptedOneKeepsThe
     CalibrationRig rig;
     EXPECT_EQ(rig.daemon->controllableFans().size(), 0U); // nothing measured yet
     int now = 0;
-    const auto uncalibrated = [&rig, &now] {
-        return decodeReplyFrame(rig.send(1, R"({"id": 8, "op": "readStatus"})", now))
-            ->reply.integer("uncalibratedFans");
-    };
-    EXPECT_EQ(uncalibrated(), 2);
-    rig.send(1, R"({"id": 1, "op": "calibrateFans"})", now);
+    EXPECT_EQ(rig.status(now).integer("uncalibratedFans"), 2);
+    rig.op(1, "calibrateFans", now);
     EXPECT_EQ(codeOf(rig.lease(2, 1000, now)), "busy");
-    rig.send(2, R"({"id": 3, "op": "cancelCalibration"})", now); // not its run to cancel
+    rig.op(2, "cancelCalibration", now); // not its run to cancel
     rig.run(3, now);
     // Only the fan being measured is taken, and its state is on disk first.
     EXPECT_EQ(rig.sysfs.value(enable1), 1);
     EXPECT_EQ(rig.sysfs.value(enable2), 2);
     EXPECT_NE(rig.store.text->find("\"enable\": 5"), std::string::npos);
-    EXPECT_EQ(rig.calibrationStatus(now).substr(0, 9), "fan 1 of ");
+    EXPECT_EQ(rig.calibration(now).substr(0, 9), "fan 1 of ");
     rig.run(60, now);
-    EXPECT_EQ(rig.calibrationStatus(now), "finished");
-    rig.expectOriginalState("after calibration");
+    EXPECT_EQ(rig.calibration(now), "finished");
+    rig.expectOriginalState();
 
     const auto maps = parseCalibrationFile(*rig.calibrations.text);
     ASSERT_EQ(maps.size(), 3U); // the two measured, and the other fan's kept
-    EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan1").range(),
+    EXPECT_EQ(maps.at(fan1Id).range(),
               (FanRPMRange{static_cast<double>(simulatedSpeed(60)), 2000.0}));
     EXPECT_EQ(maps.at("nct6798@/sys/devices/platform/nct6775.656#fan2").stopDuty(), 45);
     ASSERT_EQ(rig.daemon->controllableFans().size(), 2U);
-    EXPECT_EQ(uncalibrated(), 0);
+    EXPECT_EQ(rig.status(now).integer("uncalibratedFans"), 0);
     EXPECT_EQ(codeOf(rig.lease(2, 2000, now)), "accepted");
     EXPECT_EQ(rig.sysfs.value(pwm1), 255);
 
     const std::string before = *rig.calibrations.text;
     const struct {
-        const char* name;
-        std::function<void(CalibrationRig&, int)> interrupt;
         const char* outcome;
+        std::function<void(CalibrationRig&, int)> interrupt;
     } interruptions[] = {
-        {"cancelled",
-         [](CalibrationRig& r, int t) { r.send(1, R"({"id": 2, "op": "cancelCalibration"})", t); },
-         "cancelled"},
-        {"app gone", [](CalibrationRig& r, int) { r.daemon->clientClosed(1); }, "interrupted"},
-        {"sleep", [](CalibrationRig& r, int) { r.daemon->prepareForSleep(true); }, "interrupted"},
-        {"firmware took the fan back",
+        {"cancelled", [](CalibrationRig& r, int t) { r.op(1, "cancelCalibration", t); }},
+        {"interrupted", [](CalibrationRig& r, int) { r.daemon->clientClosed(1); }},
+        {"interrupted", [](CalibrationRig& r, int) { r.daemon->prepareForSleep(true); }},
+        {"failed: taken-by-system",
          [](CalibrationRig& r, int t) {
-             r.sysfs.set(enable2, 2);
+             r.sysfs.set(enable2, 2); // the firmware took the fan back
              r.daemon->tick(at(t));
-         },
-         "failed: taken-by-system"},
+         }},
     };
     for (const auto& interruption : interruptions) {
-        rig.reset(2, ++now);
+        SCOPED_TRACE(interruption.outcome);
+        rig.op(2, "resetToSystem", ++now);
         rig.daemon->prepareForSleep(false);
-        rig.send(1, R"({"id": 1, "op": "calibrateFans"})", ++now);
+        rig.op(1, "calibrateFans", ++now);
         rig.run(25, now); // well into the second fan
-        EXPECT_EQ(rig.sysfs.value(enable2), 1) << interruption.name;
+        EXPECT_EQ(rig.sysfs.value(enable2), 1);
         interruption.interrupt(rig, ++now);
-        rig.expectOriginalState(interruption.name);
-        EXPECT_EQ(*rig.calibrations.text, before) << interruption.name;
-        EXPECT_EQ(rig.calibrationStatus(++now).rfind(interruption.outcome, 0), 0U)
-            << interruption.name << ": " << rig.calibrationStatus(now);
+        rig.expectOriginalState();
+        EXPECT_EQ(*rig.calibrations.text, before);
+        EXPECT_TRUE(rig.calibration(++now).starts_with(interruption.outcome));
     }
 
     // A fan that refuses full duty cannot be measured: the run fails as it starts.
     CalibrationRig refused;
     refused.sysfs.files[pwm1].writeError = EINVAL;
-    refused.send(1, R"({"id": 1, "op": "calibrateFans"})", 0);
+    refused.op(1, "calibrateFans", 0);
     int later = 0;
     refused.run(1, later);
-    EXPECT_EQ(refused.calibrationStatus(later).rfind("failed: driver-refused: EINVAL", 0), 0U);
-    refused.expectOriginalState("mode refused");
+    EXPECT_TRUE(refused.calibration(later).starts_with("failed: driver-refused: EINVAL"));
+    refused.expectOriginalState();
 }
 
 } // namespace

@@ -31,8 +31,6 @@ namespace windlark {
 
 // The desktop fixture's first fan: an nct6798 channel in the chip's curve mode 5.
 inline const std::string fanId = "nct6798@/sys/devices/platform/nct6775.656#fan1";
-inline const std::string standardCalibration = "[[0, 0], [40, 0], [60, 500], [128, 1000], "
-                                               "[255, 2000]]";
 
 class DaemonRig {
 public:
@@ -48,103 +46,90 @@ public:
         testbed_.add(hwmonFixture(fixture));
         if (fixture == "desktop") {
             put("fan1_input", "1250"); // the speed a lease of 1250 RPM asks for
-            calibrate({{fanId, standardCalibration}});
+            calibrate(fanId);
         }
     }
     ~DaemonRig() { stop(SIGKILL); }
 
     UmockdevTestbed& testbed() { return testbed_; }
-    std::filesystem::path sys() const { return testbed_.sysDirectory(); }
     std::filesystem::path socketPath() const { return scratch_.path() / "windlark.sock"; }
     std::filesystem::path savedFile() const { return scratch_.path() / "run/saved.json"; }
 
-    // An attribute of the rig's chip, or any file by its path under /sys.
+    // An attribute of the rig's chip, or with a leading '/' any file under /sys.
     void put(const std::string& name, const std::string& value) const {
-        putAt(chip_ + "/" + name, value);
+        std::filesystem::create_directories(sysPath(name).parent_path());
+        std::ofstream(sysPath(name)) << value << '\n';
     }
-    std::string get(const std::string& name) const { return getAt(chip_ + "/" + name); }
-    void putAt(const std::string& path, const std::string& value) const {
-        std::filesystem::create_directories((sys() / path).parent_path());
-        std::ofstream(sys() / path) << value << '\n';
-    }
-    std::string getAt(const std::string& path) const {
-        std::ifstream file(sys() / path);
+    std::string get(const std::string& name) const {
         std::string value;
-        file >> value;
+        std::ifstream(sysPath(name)) >> value;
         return value;
     }
     bool isOriginal() const { return get("pwm1_enable") == "5" && get("pwm1") == "102"; }
 
-    void calibrate(const std::vector<std::pair<std::string, std::string>>& maps) const {
-        std::ofstream file(scratch_.path() / "state/calibration.json");
-        file << R"({"fans": {)";
-        for (std::size_t index = 0; index < maps.size(); ++index) {
-            file << (index > 0 ? ", " : "") << '"' << maps[index].first
-                 << "\": " << maps[index].second;
-        }
-        file << "}}";
+    // `fan` measured with a typical map, or no fan measured when it is empty.
+    void calibrate(const std::string& fan) const {
+        std::ofstream(scratch_.path() / "state/calibration.json")
+            << R"({"fans": {)"
+            << (fan.empty() ? ""
+                            : '"' + fan +
+                                  R"(": [[0, 0], [40, 0], [60, 500], [128, 1000], )"
+                                  "[255, 2000]]")
+            << "}}";
     }
     // Faults for the fault-injecting build: "<attribute> <fault>" lines.
     void setFaults(const std::string& lines) const {
         std::ofstream(scratch_.path() / "faults") << lines;
     }
-    // What the fault-injecting build wrote, in order: "<attribute> <value>" each.
-    std::vector<std::string> writes() const {
-        std::ifstream file(scratch_.path() / "writes");
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(file, line);) {
-            lines.push_back(line);
-        }
-        return lines;
-    }
-    std::string log() const {
-        std::ifstream file(scratch_.path() / "daemon.log");
-        std::stringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
+    // What the daemon logged, and what the fault-injecting build wrote ("<attribute>
+    // <value>" lines, in order).
+    std::string log() const { return scratchFile("daemon.log"); }
+    std::string writes() const { return scratchFile("writes"); }
 
-    // Runs windlarkd with `arguments`; without --restore it serves until stopped.
-    pid_t spawn(std::vector<std::string> arguments, const std::string& group = primaryGroup()) {
-        arguments.insert(arguments.begin(),
-                         {withFaults_ ? WINDLARKD_WITH_FAULTS_EXECUTABLE : WINDLARKD_EXECUTABLE,
-                          "--no-logind", "--socket", socketPath().string(), "--group", group});
+    // Runs windlarkd; without `option` (--restore) it serves until stopped.
+    pid_t spawn(const std::string& group, const char* option = nullptr) {
         const pid_t child = ::fork();
-        if (child == 0) {
-            const int log = ::open((scratch_.path() / "daemon.log").c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
-            ::dup2(log, 2);
-            if (readsPlainFiles_) {
-                ::setenv("WINDLARKD_SYSFS_ROOT", sys().c_str(), 1);
-            } else {
-                // umockdev_testbed_new() told the environment where the testbed lives.
-                ::setenv("LD_PRELOAD", "libumockdev-preload.so.0", 1);
-            }
-            // Under AddressSanitizer the preload comes first, which it would otherwise refuse.
-            const char* asan = std::getenv("ASAN_OPTIONS");
-            ::setenv("ASAN_OPTIONS",
-                     ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0")
-                         .c_str(),
-                     1);
-            ::setenv("WINDLARKD_RUNTIME_DIRECTORY", (scratch_.path() / "run").c_str(), 1);
-            ::setenv("WINDLARKD_STATE_DIRECTORY", (scratch_.path() / "state").c_str(), 1);
-            ::setenv("WINDLARKD_FAULTS", (scratch_.path() / "faults").c_str(), 1);
-            ::setenv("WINDLARKD_WRITE_LOG", (scratch_.path() / "writes").c_str(), 1);
-            std::vector<char*> argv;
-            for (std::string& argument : arguments) {
-                argv.push_back(argument.data());
-            }
-            argv.push_back(nullptr);
-            ::execv(argv[0], argv.data());
-            ::_exit(127);
+        if (child != 0) {
+            return child;
         }
-        return child;
+        const int log =
+            ::open((scratch_.path() / "daemon.log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        ::dup2(log, 2);
+        if (readsPlainFiles_) {
+            ::setenv("WINDLARKD_SYSFS_ROOT", testbed_.sysDirectory().c_str(), 1);
+        } else {
+            // umockdev_testbed_new() told the environment where the testbed lives.
+            ::setenv("LD_PRELOAD", "libumockdev-preload.so.0", 1);
+        }
+        // Under AddressSanitizer the preload comes first, which it would otherwise refuse.
+        const char* asan = std::getenv("ASAN_OPTIONS");
+        ::setenv(
+            "ASAN_OPTIONS",
+            ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0").c_str(),
+            1);
+        ::setenv("WINDLARKD_RUNTIME_DIRECTORY", (scratch_.path() / "run").c_str(), 1);
+        ::setenv("WINDLARKD_STATE_DIRECTORY", (scratch_.path() / "state").c_str(), 1);
+        ::setenv("WINDLARKD_FAULTS", (scratch_.path() / "faults").c_str(), 1);
+        ::setenv("WINDLARKD_WRITE_LOG", (scratch_.path() / "writes").c_str(), 1);
+        const char* executable =
+            withFaults_ ? WINDLARKD_WITH_FAULTS_EXECUTABLE : WINDLARKD_EXECUTABLE;
+        const std::string socket = socketPath().string();
+        std::vector<const char*> arguments{executable, "--socket",    socket.c_str(),
+                                           "--group",  group.c_str(), option};
+        if (systemBus.empty()) {
+            arguments.insert(arguments.begin() + 1, "--no-logind");
+        } else {
+            ::setenv("DBUS_SYSTEM_BUS_ADDRESS", systemBus.c_str(), 1);
+        }
+        arguments.push_back(nullptr); // after the option's, which may end the list already
+        ::execv(executable, const_cast<char* const*>(arguments.data()));
+        ::_exit(127);
     }
     // True once the daemon listens.
     [[nodiscard]] bool start(const std::string& group = primaryGroup(), bool withFaults = false) {
         withFaults_ = withFaults;
         std::filesystem::remove(socketPath());
-        daemon_ = spawn({}, group);
+        daemon_ = spawn(group);
         return waitFor([this] { return std::filesystem::exists(socketPath()); },
                        std::chrono::seconds(5))
             .has_value();
@@ -153,6 +138,8 @@ public:
     // umockdev's preload, which costs a path translation on every open: for timing the
     // daemon's own work.
     void readPlainFiles() { readsPlainFiles_ = true; }
+    // The bus of the logind the daemon talks to; without one it holds no sleep inhibitor.
+    std::string systemBus;
     void stop(int signal) {
         if (daemon_ > 0) {
             ::kill(daemon_, signal);
@@ -161,9 +148,8 @@ public:
         }
     }
     int restore() {
-        const pid_t child = spawn({"--restore"});
         int status = 0;
-        ::waitpid(child, &status, 0);
+        ::waitpid(spawn(primaryGroup(), "--restore"), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
@@ -186,6 +172,16 @@ public:
     }
 
 private:
+    std::filesystem::path sysPath(const std::string& name) const {
+        return testbed_.sysDirectory() /
+               (name.starts_with('/') ? name.substr(1) : chip_ + "/" + name);
+    }
+    std::string scratchFile(const std::string& name) const {
+        std::stringstream text;
+        text << std::ifstream(scratch_.path() / name).rdbuf();
+        return text.str();
+    }
+
     ScratchDirectory scratch_;
     UmockdevTestbed testbed_;
     std::string chip_;
@@ -194,13 +190,13 @@ private:
     bool readsPlainFiles_ = false;
 };
 
-// A connected client; every reply is waited for at most two seconds.
-inline int connectTo(const std::filesystem::path& path) {
+// A connected client; every reply is waited for at most `seconds`.
+inline int connectTo(const std::filesystem::path& path, long seconds = 2) {
     const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    const timeval timeout{2, 0};
+    const timeval timeout{seconds, 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         ::close(fd);

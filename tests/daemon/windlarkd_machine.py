@@ -1,6 +1,6 @@
 """The desktop machine of tests/fixtures/hwmon, mocked by umockdev, with what windlarkd
-needs to drive its first fan: for the Python scripts that run the real daemon (the sleep
-test and the idle benchmark). Needs the system python3's GObject bindings of umockdev.
+needs to drive its first fan: for Python scripts that run the real daemon (the idle
+benchmark). Needs the system python3's GObject bindings of umockdev.
 """
 
 import json
@@ -17,7 +17,6 @@ from gi.repository import UMockdev  # pylint: disable=wrong-import-position
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FAN_ID = "nct6798@/sys/devices/platform/nct6775.656#fan1"
 CHIP = "class/hwmon/hwmon3"
-ORIGINAL = ("5", "102")  # pwm1_enable and pwm1 as the board's firmware left them
 
 
 class DesktopMachine:
@@ -34,17 +33,10 @@ class DesktopMachine:
         self.write("fan1_input", "1250")  # the speed a lease of 1250 RPM asks for
         self.socket_path = os.path.join(self.root, "windlark.sock")
 
-    def read(self, name):
-        with open(os.path.join(self.testbed.get_sys_dir(), CHIP, name), encoding="ascii") as file:
-            return file.read().strip()
-
     def write(self, name, value):
         with open(os.path.join(self.testbed.get_sys_dir(), CHIP, name), "w",
                   encoding="ascii") as file:
             file.write(value + "\n")
-
-    def fan(self):
-        return (self.read("pwm1_enable"), self.read("pwm1"))
 
     def environment(self, **extra):
         """The daemon's environment: umockdev's preload over this testbed."""

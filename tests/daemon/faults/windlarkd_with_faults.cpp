@@ -22,55 +22,43 @@
 namespace windlark {
 namespace {
 
+std::string attributeName(const std::string& path) {
+    return path.substr(path.find_last_of('/') + 1);
+}
+
+std::string faultOf(const std::string& path) {
+    const char* faults = std::getenv("WINDLARKD_FAULTS");
+    std::istringstream lines(faults != nullptr ? readBoundedFile(faults).contents.value_or("")
+                                               : "");
+    for (std::string attribute, fault; lines >> attribute >> fault;) {
+        if (attribute == attributeName(path)) {
+            return fault;
+        }
+    }
+    return {};
+}
+
 class FaultInjectingSysfs final : public SysfsAccess {
 public:
     SysfsValue read(const std::string& path) override {
-        if (faultOf(path) == "write-only") {
-            return {std::nullopt, EACCES};
-        }
-        return sysfs_.read(path);
+        return faultOf(path) == "write-only" ? SysfsValue{std::nullopt, EACCES} : sysfs_.read(path);
     }
 
     int write(const std::string& path, std::int64_t value) override {
-        const std::string fault = faultOf(path);
-        if (const auto error = errnoNames.find(fault); error != errnoNames.end()) {
-            return error->second;
-        }
-        if (fault == "ignore") {
-            return 0;
+        // What the driver answers instead of writing: an errno, or 0 for "ignore".
+        static const std::map<std::string, int> answers{
+            {"EBUSY", EBUSY}, {"EINVAL", EINVAL}, {"EIO", EIO}, {"ignore", 0}};
+        if (const auto fault = answers.find(faultOf(path)); fault != answers.end()) {
+            return fault->second;
         }
         const int error = sysfs_.write(path, value);
-        if (error == 0 && std::getenv("WINDLARKD_WRITE_LOG") != nullptr) {
-            std::ofstream(std::getenv("WINDLARKD_WRITE_LOG"), std::ios::app)
-                << attributeName(path) << ' ' << value << '\n';
+        if (const char* log = std::getenv("WINDLARKD_WRITE_LOG"); error == 0 && log != nullptr) {
+            std::ofstream(log, std::ios::app) << attributeName(path) << ' ' << value << '\n';
         }
         return error;
     }
 
 private:
-    static inline const std::map<std::string, int> errnoNames = {
-        {"EBUSY", EBUSY}, {"EINVAL", EINVAL}, {"EIO", EIO}};
-
-    static std::string attributeName(const std::string& path) {
-        return path.substr(path.find_last_of('/') + 1);
-    }
-
-    static std::string faultOf(const std::string& path) {
-        const char* faults = std::getenv("WINDLARKD_FAULTS");
-        if (faults == nullptr) {
-            return {};
-        }
-        std::istringstream lines(readBoundedFile(faults).contents.value_or(""));
-        std::string attribute;
-        std::string fault;
-        while (lines >> attribute >> fault) {
-            if (attribute == attributeName(path)) {
-                return fault;
-            }
-        }
-        return {};
-    }
-
     LinuxSysfs sysfs_;
 };
 
