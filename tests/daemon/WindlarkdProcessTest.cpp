@@ -262,6 +262,9 @@ TEST(Windlarkd, AChipUnpluggedMidLeaseIsRestoredUnderItsNewNumberByTheNextDaemon
 // What `command` printed, or nothing when it failed.
 std::optional<std::string> output(const std::string& command) {
     FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return std::nullopt;
+    }
     std::string text(4096, '\0');
     text.resize(std::fread(text.data(), 1, text.size(), pipe));
     return ::pclose(pipe) == 0 ? std::optional(text) : std::nullopt;
