@@ -11,9 +11,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
-                                "tests/daemon"))
-from windlarkd_machine import DesktopMachine, lease_frame  # pylint: disable=wrong-import-position
+from windlarkd_machine import DesktopMachine, lease_frame
 
 
 def cpu_seconds(pid):

@@ -14,7 +14,7 @@ import gi
 gi.require_version("UMockdev", "1.0")
 from gi.repository import UMockdev  # pylint: disable=wrong-import-position
 
-SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FAN_ID = "nct6798@/sys/devices/platform/nct6775.656#fan1"
 CHIP = "class/hwmon/hwmon3"
 
