@@ -358,6 +358,29 @@ TEST(DaemonSocketConnector, KeepsOneConnectionSoRenewalsNeverHandTheFansBack) {
     ::close(fd);
 }
 
+TEST(LinuxDaemonHelperClient, TrustsARootDaemonOnlyOnceItAnswersAndHandsBack) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "a daemon the app trusts runs as root";
+    }
+    DaemonRig rig;
+    ScratchDirectory units;
+    for (const char* unit : {"windlarkd.socket", "windlarkd.service"}) {
+        std::ofstream(units.path() / unit) << "[Unit]\n";
+    }
+    LinuxDaemonHelperClient client(std::make_shared<DaemonSocketConnector>(rig.socketPath()),
+                                   nullptr, {{WINDLARKD_EXECUTABLE}, {units.path()}, ""});
+    // Installed but not serving: no heartbeat, and nothing is believed.
+    EXPECT_EQ(client.readHealth().detail,
+              "signature valid, metadata ready, xpc enabled, privileged install not verified, "
+              "trusted provenance missing, heartbeat unavailable, reset unavailable");
+    ASSERT_TRUE(rig.start());
+    const PrivilegedHelperHealth health = client.readHealth();
+    EXPECT_EQ(health.detail, "signature valid, metadata ready, xpc enabled, privileged install "
+                             "verified, trusted provenance, heartbeat ok, reset ok");
+    EXPECT_TRUE(health.fanWritesEnabled);
+    EXPECT_TRUE(rig.isOriginal());
+}
+
 TEST(LinuxDaemonHelperClient, StartsFollowsAndCancelsACalibrationOnItsOwnConnection) {
     DaemonRig rig;
     rig.calibrate(""); // no fan has a speed range yet, and the status says so: no refusal
