@@ -17,23 +17,16 @@ constexpr std::string_view kLanguageKey = "WindlarkMac.language.v1";
 constexpr double kHuge = std::numeric_limits<double>::max();
 constexpr double kTiny = std::numeric_limits<double>::denorm_min();
 
-class FixedLanguages final : public PreferredLanguagesSource {
-public:
-    explicit FixedLanguages(std::vector<std::string> languages)
-        : languages_(std::move(languages)) {}
+struct GermanThenJapanese final : PreferredLanguagesSource {
     [[nodiscard]] std::vector<std::string> preferredLanguages() const override {
-        return languages_;
+        return {"de-DE", "ja-JP"};
     }
-
-private:
-    std::vector<std::string> languages_;
 };
 
 class WindlarkPreferencesTest : public ::testing::Test {
 protected:
     std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
-    WindlarkPreferences preferences{
-        defaults, std::make_shared<FixedLanguages>(std::vector<std::string>{"de-DE", "ja-JP"})};
+    WindlarkPreferences preferences{defaults, std::make_shared<GermanThenJapanese>()};
 
     // A stored profile in the current format, with `edit` applied to its JSON first.
     template <typename Edit>
