@@ -34,11 +34,7 @@ TEST(LocalePreferredLanguages, LocaleNamesBecomeLanguageTags) {
 }
 
 TEST(LocalePreferredLanguages, ListFollowsLanguageThenTheLocaleVariablesInPrecedence) {
-    struct Case {
-        Environment environment;
-        std::vector<std::string> expected;
-    };
-    const std::vector<Case> cases = {
+    const std::pair<Environment, std::vector<std::string>> cases[] = {
         {{}, {}},
         {{{"LANG", "ko_KR.UTF-8"}}, {"ko-KR"}},
         {{{"LANG", "en_US.UTF-8"}, {"LC_MESSAGES", "ja_JP.UTF-8"}, {"LC_ALL", "es_ES.UTF-8"}},
@@ -50,8 +46,8 @@ TEST(LocalePreferredLanguages, ListFollowsLanguageThenTheLocaleVariablesInPreced
         {{{"LANGUAGE", ""}, {"LC_ALL", ""}, {"LANG", "C.UTF-8"}}, {}},
         {{{"LANGUAGE", ":"}, {"LC_MESSAGES", "POSIX"}}, {}},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(sourceOver(c.environment).preferredLanguages(), c.expected);
+    for (const auto& [environment, expected] : cases) {
+        EXPECT_EQ(sourceOver(environment).preferredLanguages(), expected);
     }
     // A list longer than anyone writes is cut short instead of costing time per entry.
     std::string many;

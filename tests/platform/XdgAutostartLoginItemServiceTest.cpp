@@ -43,19 +43,15 @@ TEST(XdgAutostartLoginItemService, EnablesDisablesAndHonoursHiddenEntries) {
 }
 
 TEST(XdgAutostartLoginItemService, ReadsHiddenOnlyFromTheMainGroup) {
-    const std::vector<std::pair<std::string, bool>> cases = {
-        {"[Desktop Entry]\nHidden=true\n", true},
-        {"[Desktop Entry]\r\n  Hidden =  true \r\n", true},
-        {"[Desktop Entry]\nHidden=false\n", false},
-        {"[Desktop Entry]\nHidden=True\n", false},
-        {"[Desktop Entry]\n#Hidden=true\n", false},
-        {"[Desktop Entry]\nNoHidden=true\n", false},
-        {"[Desktop Action quit]\nHidden=true\n[Desktop Entry]\nName=x\n", false},
-        {"Hidden=true\n[Desktop Entry]\n", false},
-        {"", false},
-    };
-    for (const auto& [entry, isHidden] : cases) {
-        EXPECT_EQ(XdgAutostartLoginItemService::isHiddenEntry(entry), isHidden) << entry;
+    for (const char* entry :
+         {"[Desktop Entry]\nHidden=true\n", "[Desktop Entry]\r\n  Hidden =  true \r\n"}) {
+        EXPECT_TRUE(XdgAutostartLoginItemService::isHiddenEntry(entry)) << entry;
+    }
+    for (const char* entry : {"[Desktop Entry]\nHidden=false\n", "[Desktop Entry]\nHidden=True\n",
+                              "[Desktop Entry]\n#Hidden=true\n", "[Desktop Entry]\nNoHidden=true\n",
+                              "[Desktop Action quit]\nHidden=true\n[Desktop Entry]\nName=x\n",
+                              "Hidden=true\n[Desktop Entry]\n", ""}) {
+        EXPECT_FALSE(XdgAutostartLoginItemService::isHiddenEntry(entry)) << entry;
     }
 }
 

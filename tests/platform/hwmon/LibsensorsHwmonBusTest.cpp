@@ -103,13 +103,11 @@ TEST(LibsensorsHwmonBus, FixtureMachinesReadRightAndKeepTheirIdsAcrossBoots) {
             EXPECT_EQ(capabilities.supportStatus, fixture.status);
             ASSERT_EQ(capabilities.fans.size(), fixture.fans.size());
             for (std::size_t index = 0; index < fixture.fans.size(); ++index) {
-                const ExpectedFan& expected = fixture.fans[index];
+                const auto& [id, name, rpm, minimumRPM, maximumRPM] = fixture.fans[index];
                 const FanHardwareFan& fan = capabilities.fans[index];
-                EXPECT_EQ(fan.source.substr(0, expected.id.size() + 1), expected.id + ",");
-                EXPECT_EQ(fan.displayName, expected.name);
-                EXPECT_EQ(fan.currentRPM, expected.rpm);
-                EXPECT_EQ(fan.minimumRPM, expected.minimumRPM);
-                EXPECT_EQ(fan.maximumRPM, expected.maximumRPM);
+                EXPECT_EQ(fan.source.substr(0, id.size() + 1), id + ",");
+                EXPECT_EQ(std::tie(fan.displayName, fan.currentRPM, fan.minimumRPM, fan.maximumRPM),
+                          std::tie(name, rpm, minimumRPM, maximumRPM));
             }
             EXPECT_EQ(machine.controller->drivingSensorId(), fixture.cpuSensor);
             const auto reading = machine.controller->readPrimaryTemperature();
