@@ -95,7 +95,7 @@ TEST_F(GuardFlowTest, OffersTheMoveOnTheMainLoopOnlyWhenNeeded) {
     EXPECT_EQ(loop.pendingTaskCount(), 0U);
 
     workspace.hasBundles = true;
-    workspace.responses = {1001};
+    workspace.response = 1001;
     makeGuard().handleDiskImageLaunchIfNeeded({}, loop);
     EXPECT_TRUE(workspace.alerts.empty()) << "the offer waits for the main loop";
     loop.runPending();
