@@ -98,12 +98,7 @@ TEST(AppVersion, CleansAndComparesByNumericComponents) {
     EXPECT_EQ(AppVersion::cleaned(" v 1.2"), " 1.2");
 
     using std::strong_ordering;
-    struct Case {
-        const char* left;
-        const char* right;
-        strong_ordering expected;
-    };
-    const std::vector<Case> cases = {
+    const std::tuple<const char*, const char*, strong_ordering> cases[] = {
         {"1.2", "1.2.0", strong_ordering::equal},
         {"1.10", "1.9", strong_ordering::greater},
         {"2.0-beta3", "2.0", strong_ordering::greater},
@@ -117,11 +112,9 @@ TEST(AppVersion, CleansAndComparesByNumericComponents) {
         {"1.2.3.4.5.6.7.8.9.10", "1.2.3.4.5.6.7.8.9.9", strong_ordering::greater},
         {"1..2", "1.2", strong_ordering::equal},
     };
-    for (const Case& item : cases) {
-        EXPECT_EQ(AppVersion::compare(item.left, item.right), item.expected)
-            << item.left << " vs " << item.right;
-        EXPECT_EQ(AppVersion::compare(item.right, item.left), 0 <=> item.expected)
-            << item.right << " vs " << item.left;
+    for (const auto& [left, right, expected] : cases) {
+        EXPECT_EQ(AppVersion::compare(left, right), expected) << left << " vs " << right;
+        EXPECT_EQ(AppVersion::compare(right, left), 0 <=> expected) << right << " vs " << left;
     }
 }
 
