@@ -151,9 +151,7 @@ TEST(LibsensorsHwmonBus, ChipUnpluggedAndPluggedBackWhileRunning) {
 
     // Back after the driver reloads, as another hwmonN.
     const std::size_t end = record.find("P: /devices/pci0000:00/0000:00:18.3/hwmon");
-    std::string board = record.substr(0, end);
-    board = withHwmonNumbersShifted(board, 5);
-    testbed.add(board);
+    testbed.add(withHwmonNumbersShifted(record.substr(0, end), 5));
     for (int tick = 0; tick < 6 && snapshot.actualRPM != 812.0; ++tick) {
         machine.clock->advance(2.0);
         snapshot = machine.controller->readSnapshot(profile, FanControlMode::system, snapshot);
