@@ -38,34 +38,30 @@ TEST(WindlarkProfile, BalancedIsOneSharedDefaultHandedOutAsCopies) {
 }
 
 TEST(WindlarkProfile, TargetRPMInterpolatesAndIsFlatBeyondTheEnds) {
-    // Each curve with (temperature, expected RPM) probes. The default one below, at and
-    // above its ends, at inner points and between them, and not a number (no crash, no
-    // stray read). Stored out of order, as a hand-edited file may be: the same curve as
-    // sorted. Two points at one temperature: the first sorted wins there, the curve goes
-    // on from the second.
-    const std::pair<std::optional<Points>, Points> curves[] = {
-        {std::nullopt,
-         {{-40, 1400},
-          {35, 1400},
-          {43.5, 1750},
-          {52, 2100},
-          {60, 2750},
-          {88, 5600},
-          {94, 6200},
-          {150, 6200},
-          {kNaN, 6200}}},
-        {Points{}, {{90, 1200}}}, // no points: the axis minimum
-        {Points{{50, 3000}}, {{99, 3000}}},
-        {Points{{80, 5000}, {40, 2000}, {60, 3000}}, {{50, 2500}, {70, 4000}}},
-        {Points{{40, 2000}, {60, 3000}, {60, 5000}, {80, 6000}}, {{60, 3000}, {70, 5500}}},
-    };
-    for (const auto& [points, probes] : curves) {
-        const WindlarkProfile profile = points ? profileWith(*points) : WindlarkProfile::balanced();
-        for (const auto& [temperatureC, rpm] : probes) {
-            EXPECT_DOUBLE_EQ(profile.targetRPM(temperatureC), rpm) << temperatureC;
-        }
+    // The default curve below, at and above its ends, at inner points and between them,
+    // and not a number (no crash, no stray read).
+    const std::pair<double, double> probes[] = {{-40, 1400}, {35, 1400},  {43.5, 1750},
+                                                {52, 2100},  {60, 2750},  {88, 5600},
+                                                {94, 6200},  {150, 6200}, {kNaN, 6200}};
+    for (const auto& [temperatureC, rpm] : probes) {
+        EXPECT_DOUBLE_EQ(WindlarkProfile::balanced().targetRPM(temperatureC), rpm) << temperatureC;
     }
     EXPECT_DOUBLE_EQ(WindlarkProfile::balanced().targetPercent(60.0), (2750.0 - 1200.0) / 5000.0);
+
+    // Other curves and their probes. Stored out of order, as a hand-edited file may be: the
+    // same curve as sorted. Two points at one temperature: the first sorted wins there,
+    // the curve goes on from the second.
+    const std::pair<Points, Points> curves[] = {
+        {{}, {{90, 1200}}}, // no points: the axis minimum
+        {{{50, 3000}}, {{99, 3000}}},
+        {{{80, 5000}, {40, 2000}, {60, 3000}}, {{50, 2500}, {70, 4000}}},
+        {{{40, 2000}, {60, 3000}, {60, 5000}, {80, 6000}}, {{60, 3000}, {70, 5500}}},
+    };
+    for (const auto& [points, curveProbes] : curves) {
+        for (const auto& [temperatureC, rpm] : curveProbes) {
+            EXPECT_DOUBLE_EQ(profileWith(points).targetRPM(temperatureC), rpm) << temperatureC;
+        }
+    }
 }
 
 TEST(WindlarkProfile, PercentFanOffRangeAndItsBounds) {
