@@ -8,17 +8,20 @@
 namespace windlark {
 namespace {
 
-std::vector<std::string> keysOf(const PropertyDictionary& dictionary) {
-    std::vector<std::string> keys;
-    for (const auto& entry : dictionary.entries()) {
-        keys.push_back(entry.first);
+using Lines = std::vector<std::string>;
+
+// "key=value" for each entry, in the dictionary's order.
+Lines linesOf(const PropertyDictionary& dictionary) {
+    Lines lines;
+    for (const auto& [key, value] : dictionary.entries()) {
+        lines.push_back(key + "=" + value.text());
     }
-    return keys;
+    return lines;
 }
 
-TEST(WindlarkPrivilegedHelperStatus, DefaultStatusHasTenFieldsInWireOrder) {
+TEST(WindlarkPrivilegedHelperStatus, FieldsInWireOrderAndFactoriesSetOnlyTheirOwn) {
     const WindlarkPrivilegedHelperStatus status;
-    const std::vector<std::string> expected = {
+    const Lines expected = {
         "helperLabel=com.quillmoor.WindlarkMac.Helper",
         "helperProtocol=2",
         "helperXPCServiceName=com.quillmoor.WindlarkMac.Helper",
@@ -31,44 +34,36 @@ TEST(WindlarkPrivilegedHelperStatus, DefaultStatusHasTenFieldsInWireOrder) {
         "fanWrites=disabled",
     };
     EXPECT_EQ(status.lines(), expected);
-
     const PropertyDictionary dictionary = status.dictionary();
-    ASSERT_EQ(dictionary.size(), 10U);
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        const auto& [key, value] = dictionary.entries()[i];
-        ASSERT_NE(value.asString(), nullptr) << key << " must travel as a string";
-        EXPECT_EQ(key + "=" + *value.asString(), expected[i]);
+    EXPECT_EQ(linesOf(dictionary), expected);
+    for (const auto& [key, value] : dictionary.entries()) {
+        EXPECT_NE(value.asString(), nullptr) << key << " must travel as a string";
     }
-}
 
-TEST(WindlarkPrivilegedHelperStatus, FactoriesSetOnlyTheirOwnField) {
     WindlarkPrivilegedHelperStatus live = WindlarkPrivilegedHelperStatus::status();
     EXPECT_EQ(live.heartbeat, "ok");
     live.heartbeat.reset();
     EXPECT_EQ(live, WindlarkPrivilegedHelperStatus{});
-
     EXPECT_EQ(WindlarkPrivilegedHelperStatus::resetAccepted(true).resetToSystem, "accepted");
-    const auto noop = WindlarkPrivilegedHelperStatus::resetAccepted(false);
-    EXPECT_EQ(noop.resetToSystem, "noop");
-    EXPECT_EQ(noop.dictionary().size(), 11U);
-    EXPECT_EQ(*noop.dictionary().string("resetToSystem"), "noop");
+    Lines noop = expected;
+    noop.emplace_back("resetToSystem=noop");
+    EXPECT_EQ(linesOf(WindlarkPrivilegedHelperStatus::resetAccepted(false).dictionary()), noop);
 
+    // The optional fields follow the fixed ten in their own order.
     auto everything = WindlarkPrivilegedHelperStatus::unsupportedCommand();
-    EXPECT_EQ(everything.error, "unsupported command");
     everything.heartbeat = "ok";
     everything.resetToSystem = "accepted";
-    const auto keys = keysOf(everything.dictionary());
-    ASSERT_EQ(keys.size(), 13U);
-    EXPECT_EQ(std::vector<std::string>(keys.begin() + 10, keys.end()),
-              (std::vector<std::string>{"heartbeat", "resetToSystem", "error"}));
-    EXPECT_EQ(everything.lines().back(), "error=unsupported command");
+    Lines all = expected;
+    all.insert(all.end(), {"heartbeat=ok", "resetToSystem=accepted", "error=unsupported command"});
+    EXPECT_EQ(linesOf(everything.dictionary()), all);
+    EXPECT_EQ(everything.lines(), all);
 }
 
 TEST(WindlarkManualTargetLeaseRequest, DictionaryRoundTripAndFailableDecoding) {
     const WindlarkManualTargetLeaseRequest request{1, 2400.5, 15, "app-curve-renewal"};
     const PropertyDictionary dictionary = request.dictionary();
-    EXPECT_EQ(keysOf(dictionary),
-              (std::vector<std::string>{"fanIndex", "targetRPM", "holdSeconds", "reason"}));
+    EXPECT_EQ(linesOf(dictionary), (Lines{"fanIndex=1", "targetRPM=2400.5", "holdSeconds=15",
+                                          "reason=app-curve-renewal"}));
     EXPECT_EQ(WindlarkManualTargetLeaseRequest::fromDictionary(dictionary), request);
 
     // Out-of-range values pass: bounds are the helper's business, not the decoder's.
@@ -101,27 +96,24 @@ TEST(WindlarkManualTargetLeaseRequest, CurveRenewalIsExactAndCaseSensitive) {
 
 TEST(WindlarkManualTargetLeaseResponse, KeyOrderAndRejection) {
     const WindlarkManualTargetLeaseResponse bare{true, false, false, 0, {}, {}, {}, {}};
-    const PropertyDictionary bareDictionary = bare.dictionary();
-    EXPECT_EQ(keysOf(bareDictionary),
-              (std::vector<std::string>{"accepted", "targetReached", "resetAccepted", "fanIndex"}));
-    EXPECT_EQ(bareDictionary.boolean("accepted"), true);
-    EXPECT_EQ(bareDictionary.integer("fanIndex"), 0);
+    EXPECT_EQ(linesOf(bare.dictionary()),
+              (Lines{"accepted=true", "targetReached=false", "resetAccepted=false", "fanIndex=0"}));
+    EXPECT_EQ(bare.dictionary().integer("fanIndex"), 0);
 
-    const WindlarkManualTargetLeaseResponse full{true,   true,   false,  1,
-                                                 2400.0, 2350.0, 2344.0, "late"};
-    const PropertyDictionary fullDictionary = full.dictionary();
-    EXPECT_EQ(keysOf(fullDictionary),
-              (std::vector<std::string>{"accepted", "targetReached", "resetAccepted", "fanIndex",
-                                        "requestedTargetRPM", "appliedTargetRPM", "finalActualRPM",
-                                        "error"}));
-    EXPECT_EQ(fullDictionary.real("appliedTargetRPM"), 2350.0);
+    const WindlarkManualTargetLeaseResponse full{true, true, false, 1, 2400, 2350.5, 2344, "late"};
+    EXPECT_EQ(linesOf(full.dictionary()),
+              (Lines{"accepted=true", "targetReached=true", "resetAccepted=false", "fanIndex=1",
+                     "requestedTargetRPM=2400", "appliedTargetRPM=2350.5", "finalActualRPM=2344",
+                     "error=late"}));
+    EXPECT_EQ(full.dictionary().real("appliedTargetRPM"), 2350.5);
 
     const auto rejected = WindlarkManualTargetLeaseResponse::rejected("fan out of range", 3);
     EXPECT_EQ(rejected,
               (WindlarkManualTargetLeaseResponse{false, false, true, 3, std::nullopt, std::nullopt,
                                                  std::nullopt, "fan out of range"}));
-    EXPECT_EQ(rejected.dictionary().size(), 5U);
-    EXPECT_EQ(rejected.dictionary().boolean("resetAccepted"), true);
+    EXPECT_EQ(linesOf(rejected.dictionary()),
+              (Lines{"accepted=false", "targetReached=false", "resetAccepted=true", "fanIndex=3",
+                     "error=fan out of range"}));
 }
 
 } // namespace

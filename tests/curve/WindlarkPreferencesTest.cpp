@@ -2,6 +2,7 @@
 
 #include "fakes/InMemoryDefaultsStore.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
@@ -17,23 +18,16 @@ constexpr std::string_view kLanguageKey = "WindlarkMac.language.v1";
 constexpr double kHuge = std::numeric_limits<double>::max();
 constexpr double kTiny = std::numeric_limits<double>::denorm_min();
 
-class FixedLanguages final : public PreferredLanguagesSource {
-public:
-    explicit FixedLanguages(std::vector<std::string> languages)
-        : languages_(std::move(languages)) {}
+struct GermanThenJapanese final : PreferredLanguagesSource {
     [[nodiscard]] std::vector<std::string> preferredLanguages() const override {
-        return languages_;
+        return {"de-DE", "ja-JP"};
     }
-
-private:
-    std::vector<std::string> languages_;
 };
 
 class WindlarkPreferencesTest : public ::testing::Test {
 protected:
     std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
-    WindlarkPreferences preferences{
-        defaults, std::make_shared<FixedLanguages>(std::vector<std::string>{"de-DE", "ja-JP"})};
+    WindlarkPreferences preferences{defaults, std::make_shared<GermanThenJapanese>()};
 
     // A stored profile in the current format, with `edit` applied to its JSON first.
     template <typename Edit>
@@ -143,56 +137,43 @@ TEST_F(WindlarkPreferencesTest, StoredProfilesAreRepairedOnLoad) {
 // Axis ends are pulled within 1e9 wherever they are set, so whatever the user or the
 // hardware did to a curve, the saved form reads back as the same curve.
 TEST_F(WindlarkPreferencesTest, ProfilesWithExtremeValuesDecodeBackEqual) {
-    struct Case {
-        const char* label;
-        void (*edit)(WindlarkProfile&);
-        ClosedRange temperatureAxis;
-        ClosedRange rpmAxis;
-    };
-    const std::vector<Case> cases{
-        {"edited to the double range",
-         [](WindlarkProfile& p) {
-             p.updateTemperatureAxis(-kHuge, kHuge);
-             p.updateRPMAxis(-1e300, 1e300);
-         },
-         {-1e9, 1e9},
-         {-1e9, 1e9}},
-        {"edited past one end",
-         [](WindlarkProfile& p) {
-             p.updateTemperatureAxis(2e9, std::nullopt);
-             p.updateRPMAxis(std::nullopt, -2e9);
-         },
-         {95, 100},
-         {1200, 1300}},
-        {"hardware range beyond the limit",
-         [](WindlarkProfile& p) { p.applyHardwareRPMAxis(-3e9, 5e9); },
-         {30, 100},
-         {-1e9, 1e9}},
-        {"hardware range entirely beyond it says nothing",
-         [](WindlarkProfile& p) { p.applyHardwareRPMAxis(2e9, 3e9); },
-         {30, 100},
-         {1200, 6200}},
-        {"tiny and huge numbers elsewhere",
-         [](WindlarkProfile& p) {
-             p.updateRPMAxis(kTiny, 1e9);
-             p.updatePoint(p.points[0].id, 30.5, 0.1);
-             p.safetyLimitC = kHuge;
-             p.name = std::string(3, '\0') + "\xF0\x9F\x8C\x80";
-         },
-         {30, 100},
-         {kTiny, 1e9}},
-    };
-    for (const Case& c : cases) {
+    // Edits the default curve, checks the axis ends it is left with (temperature, then
+    // RPM) and that its saved form reads back equal.
+    const auto check = [](const char* label, auto edit, std::array<double, 4> ends) {
         WindlarkProfile profile = WindlarkProfile::balanced();
-        c.edit(profile);
-        EXPECT_EQ(profile.temperatureAxis.minimum, c.temperatureAxis.lower) << c.label;
-        EXPECT_EQ(profile.temperatureAxis.maximum, c.temperatureAxis.upper) << c.label;
-        EXPECT_EQ(profile.rpmAxis.minimum, c.rpmAxis.lower) << c.label;
-        EXPECT_EQ(profile.rpmAxis.maximum, c.rpmAxis.upper) << c.label;
+        edit(profile);
+        EXPECT_EQ((std::array{profile.temperatureAxis.minimum, profile.temperatureAxis.maximum,
+                              profile.rpmAxis.minimum, profile.rpmAxis.maximum}),
+                  ends)
+            << label;
         const auto text = WindlarkPreferences::encodeProfile(profile);
-        ASSERT_TRUE(text.has_value()) << c.label;
-        EXPECT_EQ(WindlarkPreferences::decodeProfile(*text), profile) << c.label;
-    }
+        ASSERT_TRUE(text.has_value()) << label;
+        EXPECT_EQ(WindlarkPreferences::decodeProfile(*text), profile) << label;
+    };
+    check("edited to the double range",
+          [](WindlarkProfile& p) {
+              p.updateTemperatureAxis(-kHuge, kHuge);
+              p.updateRPMAxis(-1e300, 1e300);
+          },
+          {-1e9, 1e9, -1e9, 1e9});
+    check("edited past one end",
+          [](WindlarkProfile& p) {
+              p.updateTemperatureAxis(2e9, std::nullopt);
+              p.updateRPMAxis(std::nullopt, -2e9);
+          },
+          {95, 100, 1200, 1300});
+    check("hardware range beyond the limit",
+          [](WindlarkProfile& p) { p.applyHardwareRPMAxis(-3e9, 5e9); }, {30, 100, -1e9, 1e9});
+    check("hardware range entirely beyond it says nothing",
+          [](WindlarkProfile& p) { p.applyHardwareRPMAxis(2e9, 3e9); }, {30, 100, 1200, 6200});
+    check("tiny and huge numbers elsewhere",
+          [](WindlarkProfile& p) {
+              p.updateRPMAxis(kTiny, 1e9);
+              p.updatePoint(p.points[0].id, 30.5, 0.1);
+              p.safetyLimitC = kHuge;
+              p.name = std::string(3, '\0') + "\xF0\x9F\x8C\x80";
+          },
+          {30, 100, kTiny, 1e9});
 
     // Stored by a version that did not pull the ends in: read with its ends clamped.
     storeEdited([](nlohmann::json& document) {

@@ -9,9 +9,10 @@ namespace windlark {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using Points = std::vector<std::pair<double, double>>;
 
 // A profile on the default axes with the given (temperature, rpm) points, stored as given.
-WindlarkProfile profileWith(std::vector<std::pair<double, double>> points) {
+WindlarkProfile profileWith(const Points& points) {
     WindlarkProfile profile = WindlarkProfile::balanced();
     profile.points.clear();
     for (const auto& [temperatureC, rpm] : points) {
@@ -37,36 +38,30 @@ TEST(WindlarkProfile, BalancedIsOneSharedDefaultHandedOutAsCopies) {
 }
 
 TEST(WindlarkProfile, TargetRPMInterpolatesAndIsFlatBeyondTheEnds) {
-    const WindlarkProfile profile = WindlarkProfile::balanced();
-    struct Case {
-        double temperatureC, expectedRPM;
-    };
-    // Below, at and above the ends; at inner points and between them; not a number
-    // (no crash, no stray read).
-    for (const Case& c : std::vector<Case>{{-40, 1400},
-                                           {35, 1400},
-                                           {43.5, 1750},
-                                           {52, 2100},
-                                           {60, 2750},
-                                           {88, 5600},
-                                           {94, 6200},
-                                           {150, 6200},
-                                           {kNaN, 6200}}) {
-        EXPECT_DOUBLE_EQ(profile.targetRPM(c.temperatureC), c.expectedRPM) << c.temperatureC;
+    // The default curve below, at and above its ends, at inner points and between them,
+    // and not a number (no crash, no stray read).
+    const std::pair<double, double> probes[] = {{-40, 1400}, {35, 1400},  {43.5, 1750},
+                                                {52, 2100},  {60, 2750},  {88, 5600},
+                                                {94, 6200},  {150, 6200}, {kNaN, 6200}};
+    for (const auto& [temperatureC, rpm] : probes) {
+        EXPECT_DOUBLE_EQ(WindlarkProfile::balanced().targetRPM(temperatureC), rpm) << temperatureC;
     }
-    EXPECT_DOUBLE_EQ(profile.targetPercent(60.0), (2750.0 - 1200.0) / 5000.0);
+    EXPECT_DOUBLE_EQ(WindlarkProfile::balanced().targetPercent(60.0), (2750.0 - 1200.0) / 5000.0);
 
-    EXPECT_EQ(profileWith({}).targetRPM(90.0), 1200.0) << "empty: the axis minimum";
-    EXPECT_EQ(profileWith({{50, 3000}}).targetRPM(99.0), 3000.0);
-    // Stored out of order, as a hand-edited file may be: the same curve as sorted.
-    const WindlarkProfile unsorted = profileWith({{80, 5000}, {40, 2000}, {60, 3000}});
-    EXPECT_DOUBLE_EQ(unsorted.targetRPM(50.0), 2500.0);
-    EXPECT_DOUBLE_EQ(unsorted.targetRPM(70.0), 4000.0);
-    // Two points at one temperature: the first sorted wins there, the curve goes on
-    // from the second.
-    const WindlarkProfile stacked = profileWith({{40, 2000}, {60, 3000}, {60, 5000}, {80, 6000}});
-    EXPECT_EQ(stacked.targetRPM(60.0), 3000.0);
-    EXPECT_DOUBLE_EQ(stacked.targetRPM(70.0), 5500.0);
+    // Other curves and their probes. Stored out of order, as a hand-edited file may be: the
+    // same curve as sorted. Two points at one temperature: the first sorted wins there,
+    // the curve goes on from the second.
+    const std::pair<Points, Points> curves[] = {
+        {{}, {{90, 1200}}}, // no points: the axis minimum
+        {{{50, 3000}}, {{99, 3000}}},
+        {{{80, 5000}, {40, 2000}, {60, 3000}}, {{50, 2500}, {70, 4000}}},
+        {{{40, 2000}, {60, 3000}, {60, 5000}, {80, 6000}}, {{60, 3000}, {70, 5500}}},
+    };
+    for (const auto& [points, curveProbes] : curves) {
+        for (const auto& [temperatureC, rpm] : curveProbes) {
+            EXPECT_DOUBLE_EQ(profileWith(points).targetRPM(temperatureC), rpm) << temperatureC;
+        }
+    }
 }
 
 TEST(WindlarkProfile, PercentFanOffRangeAndItsBounds) {
@@ -93,25 +88,20 @@ TEST(WindlarkProfile, PercentFanOffRangeAndItsBounds) {
 
 TEST(WindlarkProfile, EditingKeepsOneDegreeFromEachNeighbour) {
     WindlarkProfile profile = WindlarkProfile::balanced();
-    const ClosedRange rpmRange{1200.0, 6200.0};
-    EXPECT_EQ(profile.editingBounds(profile.points[0].id),
-              (WindlarkPointEditingBounds{{30.0, 51.0}, rpmRange}));
-    EXPECT_EQ(profile.editingBounds(profile.points[2].id),
-              (WindlarkPointEditingBounds{{53.0, 81.0}, rpmRange}));
-    EXPECT_EQ(profile.editingBounds(profile.points[4].id),
-              (WindlarkPointEditingBounds{{83.0, 100.0}, rpmRange}));
+    for (const auto& [index, lower, upper] :
+         {std::tuple{std::size_t{0}, 30.0, 51.0}, {2U, 53.0, 81.0}, {4U, 83.0, 100.0}}) {
+        EXPECT_EQ(profile.editingBounds(profile.points[index].id),
+                  (WindlarkPointEditingBounds{{lower, upper}, {1200.0, 6200.0}}));
+    }
     EXPECT_FALSE(profile.editingBounds(Uuid::random()).has_value());
 
-    struct Case {
-        double temperatureC, rpm, expectedC, expectedRPM;
-    };
-    for (const Case& c : std::vector<Case>{{70, 3600, 70, 3600},
-                                           {10, 100, 53, 1200},
-                                           {99, 9999, 81, 6200},
-                                           {kNaN, 2000, 81, 2000}}) {
-        profile.updatePoint(profile.points[2].id, c.temperatureC, c.rpm);
-        EXPECT_EQ(profile.points[2].temperatureC, c.expectedC) << c.temperatureC;
-        EXPECT_EQ(profile.points[2].rpm, c.expectedRPM) << c.rpm;
+    // (temperature, rpm) asked for the middle point, then what it got.
+    const double moves[][4] = {
+        {70, 3600, 70, 3600}, {10, 100, 53, 1200}, {99, 9999, 81, 6200}, {kNaN, 2000, 81, 2000}};
+    for (const auto& [temperatureC, rpm, expectedC, expectedRPM] : moves) {
+        profile.updatePoint(profile.points[2].id, temperatureC, rpm);
+        EXPECT_EQ(profile.points[2].temperatureC, expectedC) << temperatureC;
+        EXPECT_EQ(profile.points[2].rpm, expectedRPM) << rpm;
     }
 
     // Stored order does not matter; the neighbours are the sorted ones.
@@ -156,20 +146,17 @@ TEST(WindlarkProfile, AddPointTakesTheMiddleOrElseTheWidestGap) {
         EXPECT_DOUBLE_EQ(point.rpm, WindlarkProfile::balanced().targetRPM(point.temperatureC));
     }
 
-    struct Case {
-        std::vector<std::pair<double, double>> points;
-        std::vector<double> expected;
+    const std::pair<Points, std::vector<double>> cases[] = {
+        {{}, {65}},
+        {{{40, 2000}, {66, 3000}}, {40, 65, 66}},                 // 1 C away leaves room
+        {{{65.5, 3000}}, {47.75, 65.5}},                          // 0.5 C away does not
+        {{{65, 3000}}, {47.5, 65}},                               // ties go to the colder gap
+        {{{40, 2000}, {65, 3000}, {70, 4000}}, {40, 65, 70, 85}}, // widest at the end
     };
-    for (const Case& c : std::vector<Case>{
-             {{}, {65}},
-             {{{40, 2000}, {66, 3000}}, {40, 65, 66}},                 // 1 C away leaves room
-             {{{65.5, 3000}}, {47.75, 65.5}},                          // 0.5 C away does not
-             {{{65, 3000}}, {47.5, 65}},                               // ties go to the colder gap
-             {{{40, 2000}, {65, 3000}, {70, 4000}}, {40, 65, 70, 85}}, // widest at the end
-         }) {
-        WindlarkProfile added = profileWith(c.points);
+    for (const auto& [points, expected] : cases) {
+        WindlarkProfile added = profileWith(points);
         added.addPoint();
-        EXPECT_EQ(temperaturesOf(added), c.expected);
+        EXPECT_EQ(temperaturesOf(added), expected);
     }
     WindlarkProfile empty = profileWith({});
     empty.addPoint();
@@ -219,18 +206,13 @@ TEST(WindlarkProfile, AxisEditsKeepTheirMinimumSpanAndPullEverythingIn) {
 
 TEST(WindlarkProfile, NormalizeSortsStablyAndClampsKeepingIdentities) {
     WindlarkProfile profile = profileWith({{120, 9000}, {50, 2000}, {10, 100}, {50, 3000}});
-    const std::vector<Uuid> expectedIds{profile.points[2].id, profile.points[1].id,
-                                        profile.points[3].id, profile.points[0].id};
+    const auto& stored = profile.points;
+    const std::vector<WindlarkPoint> expected{{stored[2].id, 30, 1200},
+                                              {stored[1].id, 50, 2000},
+                                              {stored[3].id, 50, 3000},
+                                              {stored[0].id, 100, 6200}};
     profile.normalize();
-    std::vector<Uuid> ids;
-    std::vector<double> rpms;
-    for (const auto& point : profile.points) {
-        ids.push_back(point.id);
-        rpms.push_back(point.rpm);
-    }
-    EXPECT_EQ(ids, expectedIds);
-    EXPECT_EQ(temperaturesOf(profile), (std::vector<double>{30, 50, 50, 100}));
-    EXPECT_EQ(rpms, (std::vector<double>{1200, 2000, 3000, 6200}));
+    EXPECT_EQ(profile.points, expected);
 }
 
 } // namespace

@@ -2,14 +2,13 @@
 
 #include "shell/InstallWorkspace.h"
 
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace windlark {
 
-// A session that records what the guard asks of it and answers alerts from a script.
+// A session that records what the guard asks of it and answers every alert alike.
 class FakeInstallWorkspace final : public InstallWorkspace {
 public:
     [[nodiscard]] bool hasApplicationBundles() const override { return hasBundles; }
@@ -24,11 +23,6 @@ public:
     void bringThisApplicationForward() override { ++forwardCount; }
     int runModalAlert(const InstallAlert& alert) override {
         alerts.push_back(alert);
-        if (responses.empty()) {
-            return InstallAlert::kFirstButtonResponse;
-        }
-        const int response = responses.front();
-        responses.pop_front();
         return response;
     }
     std::optional<std::string> launchDetached(const std::string& tool,
@@ -45,7 +39,7 @@ public:
 
     bool hasBundles = true;
     std::vector<RunningApplication> running;
-    std::deque<int> responses;
+    int response = InstallAlert::kFirstButtonResponse;
     std::optional<std::string> launchError;
 
     mutable std::vector<std::string> askedBundleIdentifiers;

@@ -17,19 +17,16 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(FileDefaultsStore, StandardPathFollowsTheXdgRule) {
-    struct Case {
-        const char* xdgConfigHome;
-        const char* home;
-        const char* expected;
+    // XDG_CONFIG_HOME, HOME, the file.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"/x/config", "/home/ann", "/x/config/windlark-mac/defaults.json"},
+        {"", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
+        {"relative/config", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
+        {"", "not/absolute", ""},
     };
-    for (const Case& c : std::vector<Case>{
-             {"/x/config", "/home/ann", "/x/config/windlark-mac/defaults.json"},
-             {"", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
-             {"relative/config", "/home/ann", "/home/ann/.config/windlark-mac/defaults.json"},
-             {"", "not/absolute", ""},
-         }) {
-        EXPECT_EQ(FileDefaultsStore::standardPath(c.xdgConfigHome, c.home), fs::path(c.expected))
-            << '"' << c.xdgConfigHome << "\" \"" << c.home << '"';
+    for (const auto& [xdgConfigHome, home, expected] : cases) {
+        EXPECT_EQ(FileDefaultsStore::standardPath(xdgConfigHome, home), fs::path(expected))
+            << '"' << xdgConfigHome << "\" \"" << home << '"';
     }
 
     // The standard store follows the variables of this process.

@@ -14,32 +14,19 @@ using std::chrono::milliseconds;
 
 TEST(PosixChildProcessRunner, CapturesBothStreamsAndTheExitStatus) {
     PosixChildProcessRunner runner;
-    const struct {
-        std::string path;
-        std::vector<std::string> arguments;
-        ChildProcessRunner::TimeLimit timeLimit;
-        ChildProcessOutcome expected;
-    } cases[] = {
-        {"/bin/sh",
-         {"-c", "printf 'out\\n'; printf 'err' >&2; exit 3"},
-         std::nullopt,
-         {std::nullopt, 3, "out\n", "err", false}},
-        // Arguments reach the child as they are, without a shell in between; a child that
-        // ends in time is not touched by its limit.
-        {"/bin/echo",
-         {"it's", "a \"b\"", "$HOME"},
-         milliseconds(30000),
-         {std::nullopt, 0, "it's a \"b\" $HOME\n", "", false}},
-        {"/bin/sh", {"-c", "kill -TERM $$"}, std::nullopt, {std::nullopt, 128 + 15, "", "", false}},
-        {"/nonexistent/osascript",
-         {"-e", "x"},
-         std::nullopt,
-         {"could not start /nonexistent/osascript: No such file or directory", 0, "", "", false}},
-    };
-    for (const auto& item : cases) {
-        EXPECT_EQ(runner.run(item.path, item.arguments, item.timeLimit), item.expected)
-            << item.path;
-    }
+    EXPECT_EQ(
+        runner.run("/bin/sh", {"-c", "printf 'out\\n'; printf 'err' >&2; exit 3"}, std::nullopt),
+        (ChildProcessOutcome{std::nullopt, 3, "out\n", "err", false}));
+    // Arguments reach the child as they are, without a shell in between; a child that
+    // ends in time is not touched by its limit.
+    EXPECT_EQ(runner.run("/bin/echo", {"it's", "a \"b\"", "$HOME"}, milliseconds(30000)),
+              (ChildProcessOutcome{std::nullopt, 0, "it's a \"b\" $HOME\n", "", false}));
+    EXPECT_EQ(runner.run("/bin/sh", {"-c", "kill -TERM $$"}, std::nullopt),
+              (ChildProcessOutcome{std::nullopt, 128 + 15, "", "", false}));
+    EXPECT_EQ(
+        runner.run("/nonexistent/osascript", {"-e", "x"}, std::nullopt),
+        (ChildProcessOutcome{"could not start /nonexistent/osascript: No such file or directory", 0,
+                             "", "", false}));
 }
 
 TEST(PosixChildProcessRunner, ChattyChildOnBothPipesIsDrainedAndCapped) {

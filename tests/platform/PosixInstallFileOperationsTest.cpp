@@ -47,9 +47,8 @@ TEST_F(PosixInstallTest, InstallsThroughStagingAndTrashesTheOlderCopy) {
     makeBundle(installed(), "old");
     ApplicationInstallLocationGuard guard((image / "Windlark Mac.app").string(), "", files,
                                           workspace, AppLanguage::english, applications.string());
-    const auto result = guard.installCurrentBundle();
-    ASSERT_EQ(result.errorDescription, std::nullopt);
-    EXPECT_EQ(result.installedPath, installed().string());
+    ASSERT_EQ(guard.installCurrentBundle(),
+              (ApplicationInstallLocationGuard::InstallResult{installed().string(), std::nullopt}));
 
     EXPECT_EQ(readFile(installed() / "Contents" / "Info.plist"), "new");
     EXPECT_EQ(readFile(installed() / "Contents" / "MacOS" / "Windlark Mac"), "binary new");

@@ -21,13 +21,9 @@ constexpr const char* kImageBundle = "/Volumes/Windlark Mac/Windlark Mac.app";
 constexpr const char* kInstalled = "/Applications/Windlark Mac.app";
 
 TEST(ApplicationInstallLocationGuard, DecidesFromPathVolumeAndOverride) {
-    struct Case {
-        std::string path;
-        std::optional<bool> isReadOnly; // absent: the query fails
-        std::optional<std::string> allowRunFromImage;
-        bool expected;
-    };
-    const std::vector<Case> cases = {
+    // The bundle's path, whether its volume is read-only (absent: the query fails), the
+    // override variable, whether the launch is handled.
+    const std::tuple<std::string, std::optional<bool>, std::optional<std::string>, bool> cases[] = {
         {"/Applications/Windlark Mac.app", true, std::nullopt, false},
         {"/Applications/Windlark Mac.app/", false, std::nullopt, false},
         {"/Applications/Utilities/Windlark Mac.app", true, std::nullopt, false},
@@ -46,18 +42,16 @@ TEST(ApplicationInstallLocationGuard, DecidesFromPathVolumeAndOverride) {
         {"/Volumes/Windlark Mac/Windlark Mac.app", true, "1", false},
         {"/Volumes/Windlark Mac/Windlark Mac.app", true, "true", true},
     };
-    for (const Case& item : cases) {
+    for (const auto& [path, isReadOnly, allowRunFromImage, expected] : cases) {
         FakeInstallFileOperations volumes;
-        volumes.readOnly[item.path] = item.isReadOnly;
+        volumes.readOnly[path] = isReadOnly;
         ProcessEnvironment environment;
-        if (item.allowRunFromImage) {
-            environment.emplace(std::string(Guard::kAllowRunFromDiskImageKey),
-                                *item.allowRunFromImage);
+        if (allowRunFromImage) {
+            environment.emplace(std::string(Guard::kAllowRunFromDiskImageKey), *allowRunFromImage);
         }
-        EXPECT_EQ(Guard::shouldHandleLaunch(item.path, environment, volumes), item.expected)
-            << item.path
-            << " readOnly=" << (item.isReadOnly ? std::to_string(*item.isReadOnly) : "?")
-            << " override=" << item.allowRunFromImage.value_or("<unset>");
+        EXPECT_EQ(Guard::shouldHandleLaunch(path, environment, volumes), expected)
+            << path << " readOnly=" << testing::PrintToString(isReadOnly)
+            << " override=" << allowRunFromImage.value_or("<unset>");
     }
     EXPECT_EQ(Guard::standardizedPath("/Applications/./Windlark Mac.app//"), kInstalled);
     EXPECT_EQ(Guard::standardizedPath("/"), "/"); // the root keeps its slash
@@ -95,7 +89,7 @@ TEST_F(GuardFlowTest, OffersTheMoveOnTheMainLoopOnlyWhenNeeded) {
     EXPECT_EQ(loop.pendingTaskCount(), 0U);
 
     workspace.hasBundles = true;
-    workspace.responses = {1001};
+    workspace.response = 1001;
     makeGuard().handleDiskImageLaunchIfNeeded({}, loop);
     EXPECT_TRUE(workspace.alerts.empty()) << "the offer waits for the main loop";
     loop.runPending();
@@ -164,37 +158,34 @@ TEST_F(GuardFlowTest, BringsARunningInstalledCopyForwardInsteadOfCopying) {
 }
 
 TEST_F(GuardFlowTest, AFailureAtAnyStepLeavesNoHalfCopyAndExplainsItself) {
-    struct Case {
-        std::string failingOperation;
-        bool isOldCopyPresent;
-        std::optional<std::string> expectedInstalled; // what stands under the final name after
-    };
-    const std::vector<Case> cases = {
+    // The step that fails, whether an older copy is installed, what stands under the final
+    // name afterwards.
+    const std::tuple<std::string, bool, std::optional<std::string>> cases[] = {
         {"copy", true, "old"},         {"copy", false, std::nullopt}, {"trash", true, "old"},
         {"move", true, std::nullopt}, // the old copy is already in the Trash
         {"move", false, std::nullopt}, {"launch", true, "new"},
     };
-    for (const Case& item : cases) {
-        SCOPED_TRACE(item.failingOperation + (item.isOldCopyPresent ? " with old copy" : ""));
+    for (const auto& [failingOperation, isOldCopyPresent, expectedInstalled] : cases) {
+        SCOPED_TRACE(failingOperation + (isOldCopyPresent ? " with old copy" : ""));
         files = FakeInstallFileOperations();
         workspace = FakeInstallWorkspace();
         files.items[kImageBundle] = "new";
-        if (item.isOldCopyPresent) {
+        if (isOldCopyPresent) {
             files.items[kInstalled] = "old";
         }
         files.isFailingCopyPartial = true;
-        const std::string error = "The disk is full (" + item.failingOperation + ").";
-        if (item.failingOperation == "launch") {
+        const std::string error = "The disk is full (" + failingOperation + ").";
+        if (failingOperation == "launch") {
             workspace.launchError = error;
         } else {
-            files.failures[item.failingOperation] = error;
+            files.failures[failingOperation] = error;
         }
 
         makeGuard(kImageBundle, AppLanguage::spanish).moveAndRelaunch();
 
         EXPECT_TRUE(stagingLeftovers().empty());
-        if (item.expectedInstalled) {
-            EXPECT_EQ(files.items.at(kInstalled), *item.expectedInstalled);
+        if (expectedInstalled) {
+            EXPECT_EQ(files.items.at(kInstalled), *expectedInstalled);
         } else {
             EXPECT_FALSE(files.items.contains(kInstalled));
         }
@@ -208,7 +199,7 @@ TEST_F(GuardFlowTest, AFailureAtAnyStepLeavesNoHalfCopyAndExplainsItself) {
                                 {"Salir"}}));
         EXPECT_EQ(workspace.viewers, std::vector<std::string>{"/Applications"});
         EXPECT_EQ(workspace.terminateCount, 1);
-        EXPECT_EQ(workspace.launches.size(), item.failingOperation == "launch" ? 1U : 0U);
+        EXPECT_EQ(workspace.launches.size(), failingOperation == "launch" ? 1U : 0U);
     }
 }
 

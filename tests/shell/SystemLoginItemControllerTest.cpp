@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace windlark {
@@ -34,13 +35,8 @@ TEST(LoginItemStatus, RawValuesAreTheReportedTokens) {
 }
 
 TEST(SystemLoginItemController, SwitchesOnlyWhenTheStateDiffers) {
-    struct Case {
-        int before;
-        bool isEnabling;
-        std::vector<std::string> calls;
-        LoginItemStatus after;
-    };
-    const std::vector<Case> cases = {
+    // The registration before, the switch asked for, the calls made, the status after.
+    const std::tuple<int, bool, std::vector<std::string>, LoginItemStatus> cases[] = {
         {LoginItemService::kNotRegistered, true, {"register"}, LoginItemStatus::enabled},
         {LoginItemService::kRequiresApproval, true, {"register"}, LoginItemStatus::enabled},
         {LoginItemService::kEnabled, true, {}, LoginItemStatus::enabled},
@@ -49,13 +45,13 @@ TEST(SystemLoginItemController, SwitchesOnlyWhenTheStateDiffers) {
         {LoginItemService::kRequiresApproval, false, {"unregister"}, LoginItemStatus::disabled},
         {LoginItemService::kNotRegistered, false, {}, LoginItemStatus::disabled},
     };
-    for (const Case& item : cases) {
+    for (const auto& [before, isEnabling, calls, after] : cases) {
         auto service = std::make_shared<InMemoryLoginItemService>();
-        service->code = item.before;
+        service->code = before;
         SystemLoginItemController controller(service);
-        EXPECT_EQ(controller.setEnabled(item.isEnabling), std::nullopt);
-        EXPECT_EQ(service->calls, item.calls) << item.before << " " << item.isEnabling;
-        EXPECT_EQ(controller.status(), item.after) << item.before << " " << item.isEnabling;
+        EXPECT_EQ(controller.setEnabled(isEnabling), std::nullopt);
+        EXPECT_EQ(service->calls, calls) << before << " " << isEnabling;
+        EXPECT_EQ(controller.status(), after) << before << " " << isEnabling;
     }
 }
 

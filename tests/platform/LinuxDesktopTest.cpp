@@ -1,12 +1,15 @@
-#include "platform/linux/XdgAutostartLoginItemService.h"
-
 #include "PlatformFiles.h"
 #include "fakes/ScratchDirectory.h"
+#include "platform/linux/LocalePreferredLanguages.h"
+#include "platform/linux/XdgAutostartLoginItemService.h"
 #include "shell/SystemLoginItemController.h"
 
 #include <gtest/gtest.h>
+#include <map>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace windlark {
 namespace {
@@ -43,19 +46,15 @@ TEST(XdgAutostartLoginItemService, EnablesDisablesAndHonoursHiddenEntries) {
 }
 
 TEST(XdgAutostartLoginItemService, ReadsHiddenOnlyFromTheMainGroup) {
-    const std::vector<std::pair<std::string, bool>> cases = {
-        {"[Desktop Entry]\nHidden=true\n", true},
-        {"[Desktop Entry]\r\n  Hidden =  true \r\n", true},
-        {"[Desktop Entry]\nHidden=false\n", false},
-        {"[Desktop Entry]\nHidden=True\n", false},
-        {"[Desktop Entry]\n#Hidden=true\n", false},
-        {"[Desktop Entry]\nNoHidden=true\n", false},
-        {"[Desktop Action quit]\nHidden=true\n[Desktop Entry]\nName=x\n", false},
-        {"Hidden=true\n[Desktop Entry]\n", false},
-        {"", false},
-    };
-    for (const auto& [entry, isHidden] : cases) {
-        EXPECT_EQ(XdgAutostartLoginItemService::isHiddenEntry(entry), isHidden) << entry;
+    for (const char* entry :
+         {"[Desktop Entry]\nHidden=true\n", "[Desktop Entry]\r\n  Hidden =  true \r\n"}) {
+        EXPECT_TRUE(XdgAutostartLoginItemService::isHiddenEntry(entry)) << entry;
+    }
+    for (const char* entry : {"[Desktop Entry]\nHidden=false\n", "[Desktop Entry]\nHidden=True\n",
+                              "[Desktop Entry]\n#Hidden=true\n", "[Desktop Entry]\nNoHidden=true\n",
+                              "[Desktop Action quit]\nHidden=true\n[Desktop Entry]\nName=x\n",
+                              "Hidden=true\n[Desktop Entry]\n", ""}) {
+        EXPECT_FALSE(XdgAutostartLoginItemService::isHiddenEntry(entry)) << entry;
     }
 }
 
@@ -94,6 +93,59 @@ TEST(XdgAutostartLoginItemService, ReportsTheSystemsErrorWhenTheEntryCannotBeWri
     SystemLoginItemController controller(
         std::make_shared<XdgAutostartLoginItemService>(stuck, "/usr/bin/windlark-mac"));
     EXPECT_EQ(controller.setEnabled(false), LoginItemError{"Directory not empty"});
+}
+
+using Environment = std::map<std::string, std::string>;
+
+LocalePreferredLanguages sourceOver(const Environment& environment) {
+    return LocalePreferredLanguages([environment](const char* name) -> std::optional<std::string> {
+        const auto found = environment.find(name);
+        if (found == environment.end()) {
+            return std::nullopt;
+        }
+        return found->second;
+    });
+}
+
+TEST(LocalePreferredLanguages, LocaleNamesBecomeLanguageTags) {
+    const std::pair<const char*, const char*> tags[] = {
+        {"ko_KR.UTF-8", "ko-KR"},      {"ja_JP", "ja-JP"},       {"en_US.utf8", "en-US"},
+        {"de_DE.UTF-8@euro", "de-DE"}, {"sr_RS@latin", "sr-RS"}, {"es", "es"},
+        {"zh_Hans_CN", "zh-Hans-CN"}};
+    for (const auto& [localeName, tag] : tags) {
+        EXPECT_EQ(LocalePreferredLanguages::languageTag(localeName), tag) << localeName;
+    }
+    for (const char* localeName : {"C", "C.UTF-8", "POSIX", "", ".UTF-8"}) {
+        EXPECT_EQ(LocalePreferredLanguages::languageTag(localeName), std::nullopt) << localeName;
+    }
+}
+
+TEST(LocalePreferredLanguages, ListFollowsLanguageThenTheLocaleVariablesInPrecedence) {
+    const std::pair<Environment, std::vector<std::string>> cases[] = {
+        {{}, {}},
+        {{{"LANG", "ko_KR.UTF-8"}}, {"ko-KR"}},
+        {{{"LANG", "en_US.UTF-8"}, {"LC_MESSAGES", "ja_JP.UTF-8"}, {"LC_ALL", "es_ES.UTF-8"}},
+         {"es-ES", "ja-JP", "en-US"}},
+        {{{"LANGUAGE", "de_DE:zh_CN::ja"}, {"LANG", "fr_FR.UTF-8"}},
+         {"de-DE", "zh-CN", "ja", "fr-FR"}},
+        // Repeats add nothing, and the portable locale names no language.
+        {{{"LANGUAGE", "ko:ko_KR"}, {"LC_ALL", "C"}, {"LANG", "ko_KR.UTF-8"}}, {"ko", "ko-KR"}},
+        {{{"LANGUAGE", ""}, {"LC_ALL", ""}, {"LANG", "C.UTF-8"}}, {}},
+        {{{"LANGUAGE", ":"}, {"LC_MESSAGES", "POSIX"}}, {}},
+    };
+    for (const auto& [environment, expected] : cases) {
+        EXPECT_EQ(sourceOver(environment).preferredLanguages(), expected);
+    }
+    // A list longer than anyone writes is cut short instead of costing time per entry.
+    std::string many;
+    for (int i = 0; i < 100; ++i) {
+        many += "l" + std::to_string(i) + ":";
+    }
+    const auto cut = sourceOver({{"LANGUAGE", many}, {"LANG", "ko_KR"}}).preferredLanguages();
+    ASSERT_EQ(cut.size(), 64U);
+    EXPECT_EQ(cut.back(), "l63");
+    // Without a way to read the environment there is simply no preference.
+    EXPECT_TRUE(LocalePreferredLanguages(EnvironmentReader()).preferredLanguages().empty());
 }
 
 } // namespace
